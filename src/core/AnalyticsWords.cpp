@@ -1,0 +1,60 @@
+#include "AnalyticsWords.h"
+
+#include "Cancellation.h"
+#include "ProviderError.h"
+
+namespace brindlet {
+
+QString analyticsAction(const GenerationRequest& request)
+{
+    if (!request.preset) {
+        const bool hasSource = request.snapshot && request.snapshot->hasText();
+        return hasSource ? QStringLiteral("custom") : QStringLiteral("new_content");
+    }
+    if (!request.preset->isBuiltIn)
+        return QStringLiteral("preset");
+    static const std::pair<const char*, const char*> words[] = {
+        {"Fix Writing", "fix_writing"}, {"Rewrite", "rewrite"},     {"Summarize", "summarize"},
+        {"Explain", "explain"},         {"Translate", "translate"}, {"Write", "new_content"},
+    };
+    for (const auto& [name, word] : words) {
+        if (request.preset->name == QLatin1String(name))
+            return QString::fromLatin1(word);
+    }
+    return QStringLiteral("unknown");
+}
+
+QString durationBucket(double seconds)
+{
+    if (seconds < 1)
+        return QStringLiteral("lt1s");
+    if (seconds < 3)
+        return QStringLiteral("1to3s");
+    if (seconds < 10)
+        return QStringLiteral("3to10s");
+    if (seconds < 30)
+        return QStringLiteral("10to30s");
+    return QStringLiteral("30splus");
+}
+
+QString errorClass(const std::exception_ptr& error)
+{
+    try {
+        std::rethrow_exception(error);
+    } catch (const CancellationError&) {
+        return QStringLiteral("cancelled");
+    } catch (const ProviderError& providerError) {
+        switch (providerError.kind()) {
+        case ProviderError::Kind::cliNotFound:
+        case ProviderError::Kind::unavailable: return QStringLiteral("provider_unavailable");
+        case ProviderError::Kind::invalidURL:
+        case ProviderError::Kind::emptyResponse:
+        case ProviderError::Kind::outputTooLarge: return QStringLiteral("provider_error");
+        case ProviderError::Kind::timedOut: return QStringLiteral("timeout");
+        }
+    } catch (...) {
+    }
+    return QStringLiteral("unknown");
+}
+
+}  // namespace brindlet

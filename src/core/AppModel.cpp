@@ -1,0 +1,805 @@
+#include "AppModel.h"
+
+#include "AnalyticsWords.h"
+#include "DescribedError.h"
+#include "Prompt.h"
+
+#include <chrono>
+
+namespace brindlet {
+
+namespace {
+const QString enableAccessibilityMessage = QStringLiteral(
+    "Enable Brindlet in Accessibility. If it is already on, turn it off and on once to replace the older app "
+    "authorization.");
+const QString accessibilityNeededForCaptureMessage = QStringLiteral(
+    "Enable Accessibility to capture selected text or a writing cursor. You can still generate and copy content.");
+
+AnalyticsDimensions openedDimensions(const QString& trigger, const QString& surface)
+{
+    AnalyticsDimensions dimensions;
+    dimensions.trigger = trigger;
+    dimensions.surface = surface;
+    return dimensions;
+}
+
+bool isCancellation(const std::exception_ptr& error)
+{
+    try {
+        std::rethrow_exception(error);
+    } catch (const CancellationError&) {
+        return true;
+    } catch (...) {
+        return false;
+    }
+}
+}  // namespace
+
+AppModel::AppModel(AppServices services, QObject* parent) : QObject(parent), services_(services)
+{
+    Q_ASSERT(services_.settings && services_.accessibility && services_.selectionService
+             && services_.providerService && services_.hotKey && services_.analytics);
+    provider_ = services_.settings->defaultProvider();
+    for (ProviderKind kind : allProviderKinds)
+        providerReadiness_[kind] = ProviderReadiness::checkingValue();
+}
+
+AppModel::~AppModel()
+{
+    for (auto* task : {&generationTask_, &deliveryTask_, &confirmationTask_, &quickFixStatusTask_}) {
+        if (*task)
+            (*task)->cancel();
+    }
+}
+
+// ---- observable fields ----
+
+void AppModel::setObservedSnapshot(const std::optional<brindlet::SelectionSnapshot>& value)
+{
+    observedSnapshot_ = value;
+    emit observedSnapshotChanged();
+}
+
+void AppModel::setWorkingSourceText(const QString& value)
+{
+    workingSourceText_ = value;
+    emit workingSourceTextChanged();
+}
+
+void AppModel::setInstruction(const QString& value)
+{
+    instruction_ = value;
+    emit instructionChanged();
+}
+
+void AppModel::setResult(const QString& value)
+{
+    result_ = value;
+    emit resultChanged();
+}
+
+void AppModel::setGenerationPreview(const QString& value)
+{
+    generationPreview_ = value;
+    emit generationPreviewChanged();
+}
+
+void AppModel::setSelectedPresetID(const std::optional<QUuid>& value)
+{
+    selectedPresetID_ = value;
+    emit selectedPresetIDChanged();
+}
+
+void AppModel::setPresetSearchQuery(const QString& value)
+{
+    presetSearchQuery_ = value;
+    emit presetSearchQueryChanged();
+}
+
+void AppModel::setQuickPresetName(const QString& value)
+{
+    quickPresetName_ = value;
+    emit quickPresetNameChanged();
+}
+
+void AppModel::setQuickPresetInstruction(const QString& value)
+{
+    quickPresetInstruction_ = value;
+    emit quickPresetInstructionChanged();
+}
+
+void AppModel::setIsGenerating(bool value)
+{
+    isGenerating_ = value;
+    emit isGeneratingChanged();
+}
+
+void AppModel::setStatusMessage(const std::optional<QString>& value)
+{
+    statusMessage_ = value;
+    emit statusMessageChanged();
+}
+
+void AppModel::setAccessibilityGranted(bool value)
+{
+    accessibilityGranted_ = value;
+    emit accessibilityGrantedChanged();
+}
+
+void AppModel::setSettingsSection(brindlet::SettingsSection value)
+{
+    settingsSection_ = value;
+    emit settingsSectionChanged();
+}
+
+void AppModel::setResultContext(const std::optional<brindlet::GeneratedResultContext>& value)
+{
+    resultContext_ = value;
+    emit resultContextChanged();
+}
+
+void AppModel::setIsDelivering(bool value)
+{
+    isDelivering_ = value;
+    emit isDeliveringChanged();
+}
+
+void AppModel::setSourceDetailMode(brindlet::QuickHUDSourceMode value)
+{
+    sourceDetailMode_ = value;
+    emit sourceDetailModeChanged();
+}
+
+void AppModel::setQuickHUDPhase(brindlet::QuickHUDPhase value)
+{
+    quickHUDPhase_ = value;
+    emit quickHUDPhaseChanged();
+}
+
+void AppModel::setQuickHUDTrigger(brindlet::QuickHUDTrigger value)
+{
+    quickHUDTrigger_ = value;
+    emit quickHUDTriggerChanged();
+}
+
+void AppModel::setHotKeyMessages(const brindlet::HotKeyMessages& value)
+{
+    hotKeyMessages_ = value;
+    emit hotKeyMessagesChanged();
+}
+
+void AppModel::setIsQuickFixSession(bool value)
+{
+    isQuickFixSession_ = value;
+    emit isQuickFixSessionChanged();
+}
+
+void AppModel::setProviderReadiness(const brindlet::ProviderReadinessMap& value)
+{
+    providerReadiness_ = value;
+    emit providerReadinessChanged();
+}
+
+void AppModel::setIsRefreshingOllamaModels(bool value)
+{
+    isRefreshingOllamaModels_ = value;
+    emit isRefreshingOllamaModelsChanged();
+}
+
+void AppModel::setOnboardingStep(int value)
+{
+    onboardingStep_ = value;
+    emit onboardingStepChanged();
+}
+
+void AppModel::setMarketingPreviewState(const std::optional<brindlet::MarketingPreviewState>& value)
+{
+    marketingPreviewState_ = value;
+    emit marketingPreviewStateChanged();
+}
+void AppModel::setSnapshot(const std::optional<SelectionSnapshot>& value)
+{
+    const bool sameIdentity = (!snapshot_ && !value) || (snapshot_ && value && snapshot_->id == value->id);
+    snapshot_ = value;
+    emit snapshotChanged();
+    if (!sameIdentity)
+        setWorkingSourceText(value && value->text ? *value->text : QString());
+}
+
+void AppModel::setProvider(ProviderKind value)
+{
+    const ProviderKind old = provider_;
+    provider_ = value;
+    emit providerChanged();
+    if (services_.settings->defaultProvider() != value)
+        services_.settings->setDefaultProvider(value);
+    if (value == old)
+        return;
+    setStatusMessage(std::nullopt);
+    prepareInBackground(value);
+}
+
+// ---- derived values ----
+
+QList<Preset> AppModel::allPresets() const { return Preset::builtIns() + services_.settings->customPresets(); }
+
+std::optional<Preset> AppModel::selectedPreset() const
+{
+    if (!selectedPresetID_)
+        return std::nullopt;
+    for (const Preset& preset : allPresets()) {
+        if (preset.id == *selectedPresetID_)
+            return preset;
+    }
+    return std::nullopt;
+}
+
+bool AppModel::hasResult() const { return !result_.isEmpty() && resultContext_.has_value(); }
+
+bool AppModel::isSourceEdited() const
+{
+    const QString captured = snapshot_ && snapshot_->text ? *snapshot_->text : QString();
+    return workingSourceText_ != captured;
+}
+
+bool AppModel::isProviderReady() const
+{
+    const auto it = providerReadiness_.find(provider_);
+    return it != providerReadiness_.end() && it->second.state == ProviderReadiness::State::ready;
+}
+
+QStringList AppModel::ollamaModels() const
+{
+    const auto it = providerReadiness_.find(ProviderKind::ollama);
+    return it != providerReadiness_.end() ? it->second.ollamaModels : QStringList();
+}
+
+QString AppModel::providerLabel() const
+{
+    const QString model = services_.settings->ollamaModel();
+    if (provider_ == ProviderKind::ollama && !model.isEmpty())
+        return QStringLiteral("Ollama · ") + model;
+    return displayName(provider_);
+}
+
+QString AppModel::deliveryLabel() const
+{
+    if (!resultContext_)
+        return QStringLiteral("Copy");
+    switch (resultContext_->delivery) {
+    case DeliveryPreference::insert: return QStringLiteral("Insert");
+    case DeliveryPreference::replace: return QStringLiteral("Replace");
+    default: return QStringLiteral("Copy");
+    }
+}
+
+// ---- start-up and permission ----
+
+void AppModel::start()
+{
+    if (started_)
+        return;
+    started_ = true;
+    if (marketingPreviewState_) {
+        setAccessibilityGranted(true);
+        return;
+    }
+    setAccessibilityGranted(services_.accessibility->isProcessTrusted());
+    spawn(services_.analytics->start(services_.settings->analyticsEnabled()));
+
+    QPointer<AppModel> weak(this);
+    services_.selectionService->setOnSelectionChanged([weak](std::optional<SelectionSnapshot> snapshot) {
+        if (weak)
+            weak->handleObservedSelection(snapshot);
+    });
+    services_.selectionService->startMonitoring();
+
+    if (!permissionTimer_) {
+        permissionTimer_ = std::make_unique<RepeatingTimer>(std::chrono::milliseconds(400), std::chrono::milliseconds(80),
+                                                            [weak] {
+                                                                if (weak)
+                                                                    weak->refreshAccessibilityPermission();
+                                                            });
+    }
+
+    for (ProviderKind kind : allProviderKinds)
+        prepareInBackground(kind);
+
+    if (!services_.settings->hasCompletedOnboarding())
+        refreshProviderReadiness();
+
+    services_.hotKey->setOnPressed([weak](GlobalHotKeyAction action) {
+        if (!weak)
+            return;
+        switch (action) {
+        case GlobalHotKeyAction::quickCommand: weak->presentQuickHUD(QuickHUDTrigger::globalHotKey); break;
+        case GlobalHotKeyAction::openWorkspace: weak->openWorkspace(); break;
+        case GlobalHotKeyAction::quickFix: break;  // Quick Fix is not wired to its shortcut yet.
+        }
+    });
+    reregisterHotKeys();
+}
+
+void AppModel::refreshAccessibilityPermission()
+{
+    const bool trusted = services_.accessibility->isProcessTrusted();
+    if (trusted == accessibilityGranted_)
+        return;
+    setAccessibilityGranted(trusted);
+    if (!trusted)
+        return;
+    // A new grant wipes any message about the permission, and no other.
+    if (statusMessage_ && statusMessage_->contains(QStringLiteral("accessibility"), Qt::CaseInsensitive))
+        setStatusMessage(std::nullopt);
+}
+
+void AppModel::requestAccessibilityPermission()
+{
+    services_.selectionService->requestAccessibilityAccess();
+    refreshAccessibilityPermission();
+    if (!accessibilityGranted_)
+        setStatusMessage(enableAccessibilityMessage);
+}
+
+// ---- starting a command ----
+
+void AppModel::generate(const std::optional<Preset>& presetArgument)
+{
+    if (isGenerating_)
+        return;
+    const std::optional<Preset> preset = presetArgument ? presetArgument : selectedPreset();
+    const QString direction = instruction_.trimmed();
+    const bool needsSelection = preset && preset->input == PresetInput::selectionRequired;
+
+    if (preset && preset->id == Preset::translateID && direction.isEmpty())
+        return setStatusMessage(QStringLiteral("Enter the target language, then generate."));
+    if (needsSelection && !(snapshot_ && snapshot_->hasText()))
+        return setStatusMessage(QStringLiteral("Select text in another app, then choose this action."));
+    if (needsSelection && workingSourceText_.trimmed().isEmpty())
+        return setStatusMessage(QStringLiteral("Add source text or revert to the captured selection."));
+    if (direction.isEmpty() && (!preset || preset->instruction.trimmed().isEmpty()))
+        return setStatusMessage(QStringLiteral("Describe what you want Brindlet to write or do."));
+
+    std::optional<QString> selectedText;
+    const bool sendsSelection = !(preset && preset->input == PresetInput::newContent) && snapshot_ && snapshot_->text;
+    if (sendsSelection)
+        selectedText = workingSourceText_;
+
+    GenerationRequest request;
+    request.id = QUuid::createUuid();
+    request.prompt = assemblePrompt(direction, preset, selectedText);
+    request.instruction = direction;
+    request.preset = preset;
+    request.provider = provider_;
+    request.configuration = currentConfiguration();
+    request.snapshot = snapshot_;
+    request.delivery = resolvedDelivery(preset ? preset->delivery : DeliveryPreference::smart, snapshot_);
+    beginGeneration(request, GenerationMode::command);
+}
+
+void AppModel::beginGeneration(const GenerationRequest& request, GenerationMode mode)
+{
+    if (generationTask_)
+        generationTask_->cancel();
+    activeGenerationID_ = request.id;
+    activeGenerationRequest_ = request;
+    activeGenerationMode_ = mode;
+    generationStartedAt_.insert(request.id, timerSource().now());
+    record(AnalyticsEventType::generationStarted, generationDimensions(request, mode, std::nullopt, false));
+
+    setStatusMessage(std::nullopt);
+    setGenerationPreview(QString());
+    setIsGenerating(true);
+    if (quickHUDPhase_ != QuickHUDPhase::bubble)
+        moveToPhase(mode == GenerationMode::quickFix ? QuickHUDPhase::quickFixGenerating : QuickHUDPhase::generating);
+
+    generationTask_ = spawn(runGeneration(QPointer<AppModel>(this), services_.providerService, request, mode));
+}
+
+Task<void> AppModel::runGeneration(QPointer<AppModel> model, AIProviding* providers, GenerationRequest request,
+                                   GenerationMode mode)
+{
+    if (!model)
+        co_return;
+    PartialTextHandler onPartialText = [model, id = request.id](QString text) {
+        return applyPreview(model, id, std::move(text));
+    };
+    std::optional<QString> text;
+    std::exception_ptr error;
+    try {
+        text = co_await providers->generate(request.prompt, request.provider, request.configuration, onPartialText);
+    } catch (...) {
+        error = std::current_exception();
+    }
+    const bool cancelled = co_await isTaskCancelled();
+    if (model)
+        model->finishGeneration(request, mode, text, error, cancelled);
+}
+
+Task<void> AppModel::applyPreview(QPointer<AppModel> model, QUuid requestID, QString text)
+{
+    const bool cancelled = co_await isTaskCancelled();
+    if (cancelled || !model)
+        co_return;
+    if (model->activeGenerationID_ == requestID)
+        model->setGenerationPreview(text);
+}
+
+// ---- the end of a generation ----
+
+void AppModel::finishGeneration(const GenerationRequest& request, GenerationMode mode,
+                                const std::optional<QString>& text, const std::exception_ptr& error,
+                                bool taskCancelled)
+{
+    const bool active = activeGenerationID_ == request.id;
+    if (text) {
+        if (!taskCancelled && active)
+            succeed(request, mode, *text);
+    } else if (isCancellation(error)) {
+        // A cancel that cleared the identity first has already tidied up.
+        if (active)
+            endCancelled(request, mode);
+    } else if (!taskCancelled && active) {
+        fail(request, mode, error);
+    }
+}
+
+void AppModel::clearActiveGeneration(const QUuid& requestID)
+{
+    generationStartedAt_.remove(requestID);
+    activeGenerationRequest_.reset();
+    activeGenerationMode_.reset();
+}
+
+void AppModel::succeed(const GenerationRequest& request, GenerationMode mode, const QString& text)
+{
+    setResult(text);
+    setResultContext(GeneratedResultContext{request.snapshot, request.delivery,
+                                            request.snapshot ? std::optional(request.snapshot->appName) : std::nullopt});
+    lastGenerationRequest_ = request;
+    record(AnalyticsEventType::generationCompleted,
+           generationDimensions(request, mode, QStringLiteral("success"), true));
+    clearActiveGeneration(request.id);
+    setGenerationPreview(QString());
+    if (instruction_.trimmed() == request.instruction)
+        setInstruction(QString());
+    activeGenerationID_.reset();
+    generationTask_.reset();
+    setGenerationPreview(QString());
+    // The result is in place before the model reads as idle.
+    setIsGenerating(false);
+    if (mode == GenerationMode::command && quickHUDPhase_ != QuickHUDPhase::bubble)
+        moveToPhase(QuickHUDPhase::review);
+}
+
+void AppModel::fail(const GenerationRequest& request, GenerationMode mode, const std::exception_ptr& error)
+{
+    const QString message = describe(error);
+    setStatusMessage(message);
+    record(AnalyticsEventType::generationFailed, generationDimensions(request, mode, errorClass(error), true));
+    clearActiveGeneration(request.id);
+    activeGenerationID_.reset();
+    generationTask_.reset();
+    setGenerationPreview(QString());
+    setIsGenerating(false);
+    if (mode == GenerationMode::quickFix) {
+        // The user lands in the ordinary composer with the selection still attached.
+        setIsQuickFixSession(false);
+        setStatusMessage(message);
+        moveToPhase(QuickHUDPhase::compose);
+    } else if (quickHUDPhase_ != QuickHUDPhase::bubble) {
+        moveToPhase(QuickHUDPhase::compose);
+    }
+}
+
+void AppModel::endCancelled(const GenerationRequest& request, GenerationMode mode)
+{
+    record(AnalyticsEventType::generationCancelled,
+           generationDimensions(request, mode, QStringLiteral("cancelled"), true));
+    clearActiveGeneration(request.id);
+    activeGenerationID_.reset();
+    generationTask_.reset();
+    // Unlike every other end, the preview stays.
+    setIsGenerating(false);
+    if (quickHUDPhase_ == QuickHUDPhase::generating)
+        moveToPhase(QuickHUDPhase::compose);
+}
+
+// ---- cancelling, regenerating, resetting ----
+
+void AppModel::cancelGeneration(bool reportCancelled)
+{
+    const bool wasGenerating = isGenerating_;
+    if (wasGenerating && activeGenerationRequest_ && activeGenerationMode_) {
+        record(AnalyticsEventType::generationCancelled,
+               generationDimensions(*activeGenerationRequest_, *activeGenerationMode_, QStringLiteral("cancelled"),
+                                    true));
+        generationStartedAt_.remove(activeGenerationRequest_->id);
+    }
+    activeGenerationID_.reset();
+    activeGenerationRequest_.reset();
+    activeGenerationMode_.reset();
+    if (generationTask_)
+        generationTask_->cancel();
+    generationTask_.reset();
+    setGenerationPreview(QString());
+    setIsGenerating(false);
+    if (reportCancelled && wasGenerating)
+        setStatusMessage(QStringLiteral("Generation cancelled."));
+}
+
+void AppModel::userCancelGeneration()
+{
+    const bool wasQuickFix = isQuickFixSession_;
+    cancelGeneration(true);
+    if (wasQuickFix)
+        dismissQuickHUD();
+    else if (quickHUDPhase_ == QuickHUDPhase::generating)
+        moveToPhase(QuickHUDPhase::compose);
+}
+
+void AppModel::stopDelivery()
+{
+    if (deliveryTask_)
+        deliveryTask_->cancel();
+    deliveryTask_.reset();
+    setIsDelivering(false);
+}
+
+void AppModel::regenerate()
+{
+    if (isGenerating_ || !lastGenerationRequest_)
+        return;
+    // A regeneration repeats the old request as it was, whatever changed since.
+    GenerationRequest request = *lastGenerationRequest_;
+    request.id = QUuid::createUuid();
+    request.prompt += regenerationSuffix();
+    beginGeneration(request, GenerationMode::command);
+}
+
+void AppModel::resetSession(const std::optional<SelectionSnapshot>& snapshot)
+{
+    stopDelivery();
+    setSnapshot(snapshot);
+    setWorkingSourceText(snapshot && snapshot->text ? *snapshot->text : QString());
+    setInstruction(QString());
+    setResult(QString());
+    setGenerationPreview(QString());
+    setSelectedPresetID(std::nullopt);
+    setPresetSearchQuery(QString());
+    setQuickPresetName(QString());
+    setQuickPresetInstruction(QString());
+    setResultContext(std::nullopt);
+    lastGenerationRequest_.reset();
+    setSourceDetailMode(QuickHUDSourceMode::read);
+    sourceDetailReturnPhase_ = QuickHUDPhase::compose;
+    setIsQuickFixSession(false);
+}
+
+void AppModel::clearSession()
+{
+    cancelGeneration(false);
+    stopDelivery();
+    resetSession(std::nullopt);
+    setStatusMessage(std::nullopt);
+}
+
+// ---- opening and closing ----
+
+void AppModel::presentQuickHUD(QuickHUDTrigger trigger)
+{
+    setAccessibilityGranted(services_.accessibility->isProcessTrusted());
+    std::optional<SelectionSnapshot> chosen;
+    if (trigger == QuickHUDTrigger::workspaceToolbar && snapshot_)
+        chosen = snapshot_;  // the workspace hands over what it has
+    else
+        chosen = services_.selectionService->capture(true);
+    if (!chosen)
+        chosen = observedSnapshot_;
+    record(AnalyticsEventType::quickCommandOpened,
+           openedDimensions(analyticsWord(trigger), QStringLiteral("quick_hud")));
+    openSession(chosen, trigger);
+}
+
+void AppModel::handleObservedSelection(const std::optional<SelectionSnapshot>& snapshot)
+{
+    setAccessibilityGranted(services_.accessibility->isProcessTrusted());
+    // A cursor, or text of blanks only, counts as no selection.
+    std::optional<SelectionSnapshot> counted;
+    if (snapshot && snapshot->text && services_.selectionService->hasVisibleCharacters(*snapshot->text))
+        counted = snapshot;
+    setObservedSnapshot(counted);
+    if (quickHUDPhase_ != QuickHUDPhase::bubble)
+        return;  // an open HUD never reacts to the selection
+    if (services_.settings->showSelectionBubble() && counted) {
+        moveToPhase(QuickHUDPhase::bubble);
+        if (services_.windows)
+            services_.windows->showSelectionBubble(counted->bounds);
+        return;
+    }
+    if (services_.windows)
+        services_.windows->hideSelectionBubble();
+}
+
+void AppModel::openSession(const std::optional<SelectionSnapshot>& snapshot, QuickHUDTrigger trigger)
+{
+    cancelGeneration(false);
+    stopDelivery();
+    cancelTimedSteps();
+    resetSession(snapshot);
+    if (snapshot || accessibilityGranted_)
+        setStatusMessage(std::nullopt);
+    else
+        setStatusMessage(accessibilityNeededForCaptureMessage);
+    setQuickHUDTrigger(trigger);
+    moveToPhase(QuickHUDPhase::compose);
+    if (services_.windows) {
+        services_.windows->showQuickHUD(snapshot ? snapshot->bounds : std::nullopt,
+                                        snapshot && snapshot->target ? std::optional(snapshot->target->processID)
+                                                                     : std::nullopt);
+    }
+}
+
+void AppModel::dismissQuickHUD()
+{
+    cancelTimedSteps();
+    cancelGeneration(false);
+    stopDelivery();
+    resetSession(std::nullopt);  // a result not delivered is gone
+    setStatusMessage(std::nullopt);
+    moveToPhase(QuickHUDPhase::bubble);
+    if (services_.windows)
+        services_.windows->hideQuickHUD();
+}
+
+void AppModel::openWorkspace()
+{
+    record(AnalyticsEventType::workspaceOpened,
+           openedDimensions(QStringLiteral("workspace"), QStringLiteral("workspace")));
+    // The session carries over into the workspace; a running generation goes on.
+    if (quickHUDPhase_ != QuickHUDPhase::bubble) {
+        moveToPhase(QuickHUDPhase::bubble);
+        if (services_.windows)
+            services_.windows->hideQuickHUD();
+    }
+    if (workspaceOpener_)
+        workspaceOpener_();
+    QPointer<AppModel> weak(this);
+    postToMainThread([weak] {
+        if (weak && weak->services_.windows)
+            weak->services_.windows->bringWorkspaceForward();
+    });
+}
+
+void AppModel::cancelTimedSteps()
+{
+    for (auto* task : {&confirmationTask_, &quickFixStatusTask_}) {
+        if (*task)
+            (*task)->cancel();
+        task->reset();
+    }
+}
+
+void AppModel::moveToPhase(QuickHUDPhase phase)
+{
+    setQuickHUDPhase(phase);
+    if (services_.windows)
+        services_.windows->quickHUDPhaseDidChange(phase);
+}
+
+// ---- providers ----
+
+ProviderConfiguration AppModel::currentConfiguration() const
+{
+    return ProviderConfiguration{services_.settings->ollamaURL(), services_.settings->ollamaModel()};
+}
+
+void AppModel::prepareInBackground(ProviderKind kind)
+{
+    spawn(services_.providerService->prepare(kind, currentConfiguration()));
+}
+
+void AppModel::refreshProviderReadiness()
+{
+    if (marketingPreviewState_) {
+        ProviderReadinessMap fixed;
+        for (ProviderKind kind : allProviderKinds)
+            fixed[kind] = {ProviderReadiness::State::ready, QStringLiteral("Installed and signed in"), {}};
+        fixed[ProviderKind::ollama] = {ProviderReadiness::State::ready, QStringLiteral("Ready · llama3.2"),
+                                       {QStringLiteral("llama3.2")}};
+        setProviderReadiness(fixed);
+        return;
+    }
+    const ProviderConfiguration configuration = currentConfiguration();
+    for (ProviderKind kind : allProviderKinds) {
+        auto readiness = providerReadiness_;
+        readiness[kind] = ProviderReadiness::checkingValue();
+        setProviderReadiness(readiness);
+        spawn(runReadinessCheck(QPointer<AppModel>(this), services_.providerService, kind, configuration));
+    }
+}
+
+Task<void> AppModel::runReadinessCheck(QPointer<AppModel> model, AIProviding* providers, ProviderKind kind,
+                                       ProviderConfiguration configuration)
+{
+    const ProviderReadiness answer = co_await providers->readiness(kind, configuration);
+    if (!model)
+        co_return;
+    auto readiness = model->providerReadiness_;
+    readiness[kind] = answer;
+    model->setProviderReadiness(readiness);
+    SettingsStore& settings = *model->services_.settings;
+    if (kind == ProviderKind::ollama && settings.ollamaModel().isEmpty() && !answer.ollamaModels.isEmpty())
+        settings.setOllamaModel(answer.ollamaModels.first());
+}
+
+// ---- shortcuts ----
+
+void AppModel::reregisterHotKeys()
+{
+    if (isRecordingHotKey_)
+        return;
+    HotKeyShortcuts shortcuts;
+    std::map<GlobalHotKeyAction, QString> duplicates;
+    for (GlobalHotKeyAction action : allGlobalHotKeyActions) {
+        const auto shortcut = services_.settings->shortcut(action);
+        if (!shortcut)
+            continue;
+        // An older settings file may hold equal shortcuts: the first action in order keeps it.
+        const auto holder = std::find_if(shortcuts.begin(), shortcuts.end(),
+                                         [&](const auto& entry) { return entry.second == *shortcut; });
+        if (holder != shortcuts.end()) {
+            duplicates[action] = shortcut->displayText() + QStringLiteral(" is already assigned to ")
+                + displayName(holder->first) + QStringLiteral(".");
+            continue;
+        }
+        shortcuts[action] = *shortcut;
+    }
+    for (const auto& [action, message] : duplicates)
+        hotKeyValidationMessages_[action] = message;
+
+    hotKeyServiceMessages_.clear();
+    for (const auto& [action, error] : services_.hotKey->registerShortcuts(shortcuts))
+        hotKeyServiceMessages_[action] = error.description();
+
+    HotKeyMessages merged = hotKeyServiceMessages_;
+    for (const auto& [action, message] : hotKeyValidationMessages_)
+        merged[action] = message;
+    setHotKeyMessages(merged);
+}
+
+// ---- analytics ----
+
+void AppModel::record(AnalyticsEventType type, AnalyticsDimensions dimensions)
+{
+    // Fire and forget: no flow waits for analytics.
+    spawn(services_.analytics->record(type, std::move(dimensions)));
+}
+
+AnalyticsDimensions AppModel::generationDimensions(const GenerationRequest& request, GenerationMode mode,
+                                                   std::optional<QString> outcome, bool includeDuration) const
+{
+    AnalyticsDimensions dimensions;
+    dimensions.provider = wireName(request.provider);
+    dimensions.action = analyticsAction(request);
+    if (mode == GenerationMode::quickFix) {
+        dimensions.surface = QStringLiteral("quick_fix");
+        dimensions.trigger = QStringLiteral("global_hotkey");
+    } else if (quickHUDPhase_ != QuickHUDPhase::bubble) {
+        dimensions.surface = QStringLiteral("quick_hud");
+        dimensions.trigger = analyticsWord(quickHUDTrigger_);
+    } else {
+        dimensions.surface = QStringLiteral("workspace");
+        dimensions.trigger = QStringLiteral("workspace");
+    }
+    dimensions.delivery = wireName(request.delivery);
+    dimensions.outcome = std::move(outcome);
+    if (includeDuration) {
+        const auto started = generationStartedAt_.value(request.id, timerSource().now());
+        const double seconds = std::chrono::duration<double>(timerSource().now() - started).count();
+        dimensions.durationBucket = durationBucket(seconds);
+    }
+    return dimensions;
+}
+
+}  // namespace brindlet

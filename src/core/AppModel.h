@@ -1,0 +1,281 @@
+#pragma once
+
+#include "AIProviding.h"
+#include "AccessibilityServing.h"
+#include "AnalyticsTracking.h"
+#include "GenerationRequest.h"
+#include "GlobalHotKeyManaging.h"
+#include "Preset.h"
+#include "Runtime.h"
+#include "SelectionServing.h"
+#include "SessionTypes.h"
+#include "SettingsStore.h"
+#include "WindowCoordinating.h"
+
+#include <QHash>
+#include <QList>
+#include <QObject>
+#include <QPointer>
+#include <QString>
+#include <QUuid>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+
+namespace brindlet {
+
+using HotKeyMessages = std::map<GlobalHotKeyAction, QString>;
+using ProviderReadinessMap = std::map<ProviderKind, ProviderReadiness>;
+
+// The collaborators the model drives. The caller owns them and keeps them alive as long as
+// the model; the window coordinator may arrive later, since it is built on the model.
+struct AppServices {
+    SettingsStore* settings = nullptr;
+    AccessibilityServing* accessibility = nullptr;
+    SelectionServing* selectionService = nullptr;
+    AIProviding* providerService = nullptr;
+    GlobalHotKeyManaging* hotKey = nullptr;
+    AnalyticsTracking* analytics = nullptr;
+    WindowCoordinating* windows = nullptr;
+};
+
+// The one owner of user-visible state. Everything runs on the main thread; generations are
+// tasks keyed by their request's id, and a late answer for another id is never trusted.
+class AppModel : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(std::optional<brindlet::SelectionSnapshot> snapshot READ snapshot WRITE setSnapshot NOTIFY snapshotChanged)
+    Q_PROPERTY(std::optional<brindlet::SelectionSnapshot> observedSnapshot READ observedSnapshot WRITE setObservedSnapshot NOTIFY observedSnapshotChanged)
+    Q_PROPERTY(QString workingSourceText READ workingSourceText WRITE setWorkingSourceText NOTIFY workingSourceTextChanged)
+    Q_PROPERTY(QString instruction READ instruction WRITE setInstruction NOTIFY instructionChanged)
+    Q_PROPERTY(QString result READ result WRITE setResult NOTIFY resultChanged)
+    Q_PROPERTY(QString generationPreview READ generationPreview WRITE setGenerationPreview NOTIFY generationPreviewChanged)
+    Q_PROPERTY(std::optional<QUuid> selectedPresetID READ selectedPresetID WRITE setSelectedPresetID NOTIFY selectedPresetIDChanged)
+    Q_PROPERTY(QString presetSearchQuery READ presetSearchQuery WRITE setPresetSearchQuery NOTIFY presetSearchQueryChanged)
+    Q_PROPERTY(QString quickPresetName READ quickPresetName WRITE setQuickPresetName NOTIFY quickPresetNameChanged)
+    Q_PROPERTY(QString quickPresetInstruction READ quickPresetInstruction WRITE setQuickPresetInstruction NOTIFY quickPresetInstructionChanged)
+    Q_PROPERTY(brindlet::ProviderKind provider READ provider WRITE setProvider NOTIFY providerChanged)
+    Q_PROPERTY(bool isGenerating READ isGenerating WRITE setIsGenerating NOTIFY isGeneratingChanged)
+    Q_PROPERTY(std::optional<QString> statusMessage READ statusMessage WRITE setStatusMessage NOTIFY statusMessageChanged)
+    Q_PROPERTY(bool accessibilityGranted READ accessibilityGranted WRITE setAccessibilityGranted NOTIFY accessibilityGrantedChanged)
+    Q_PROPERTY(brindlet::SettingsSection settingsSection READ settingsSection WRITE setSettingsSection NOTIFY settingsSectionChanged)
+    Q_PROPERTY(std::optional<brindlet::GeneratedResultContext> resultContext READ resultContext WRITE setResultContext NOTIFY resultContextChanged)
+    Q_PROPERTY(bool isDelivering READ isDelivering WRITE setIsDelivering NOTIFY isDeliveringChanged)
+    Q_PROPERTY(brindlet::QuickHUDSourceMode sourceDetailMode READ sourceDetailMode WRITE setSourceDetailMode NOTIFY sourceDetailModeChanged)
+    Q_PROPERTY(brindlet::QuickHUDPhase quickHUDPhase READ quickHUDPhase WRITE setQuickHUDPhase NOTIFY quickHUDPhaseChanged)
+    Q_PROPERTY(brindlet::QuickHUDTrigger quickHUDTrigger READ quickHUDTrigger WRITE setQuickHUDTrigger NOTIFY quickHUDTriggerChanged)
+    Q_PROPERTY(brindlet::HotKeyMessages hotKeyMessages READ hotKeyMessages WRITE setHotKeyMessages NOTIFY hotKeyMessagesChanged)
+    Q_PROPERTY(bool isQuickFixSession READ isQuickFixSession WRITE setIsQuickFixSession NOTIFY isQuickFixSessionChanged)
+    Q_PROPERTY(brindlet::ProviderReadinessMap providerReadiness READ providerReadiness WRITE setProviderReadiness NOTIFY providerReadinessChanged)
+    Q_PROPERTY(bool isRefreshingOllamaModels READ isRefreshingOllamaModels WRITE setIsRefreshingOllamaModels NOTIFY isRefreshingOllamaModelsChanged)
+    Q_PROPERTY(int onboardingStep READ onboardingStep WRITE setOnboardingStep NOTIFY onboardingStepChanged)
+    Q_PROPERTY(std::optional<brindlet::MarketingPreviewState> marketingPreviewState READ marketingPreviewState WRITE setMarketingPreviewState NOTIFY marketingPreviewStateChanged)
+
+public:
+    explicit AppModel(AppServices services, QObject* parent = nullptr);
+    ~AppModel() override;
+
+    void setWindows(WindowCoordinating* windows) { services_.windows = windows; }
+    void setWorkspaceOpener(std::function<void()> opener) { workspaceOpener_ = std::move(opener); }
+    SettingsStore& settings() const { return *services_.settings; }
+
+    // Observable fields.
+    const std::optional<brindlet::SelectionSnapshot>& snapshot() const { return snapshot_; }
+    const std::optional<brindlet::SelectionSnapshot>& observedSnapshot() const { return observedSnapshot_; }
+    const QString& workingSourceText() const { return workingSourceText_; }
+    const QString& instruction() const { return instruction_; }
+    const QString& result() const { return result_; }
+    const QString& generationPreview() const { return generationPreview_; }
+    const std::optional<QUuid>& selectedPresetID() const { return selectedPresetID_; }
+    const QString& presetSearchQuery() const { return presetSearchQuery_; }
+    const QString& quickPresetName() const { return quickPresetName_; }
+    const QString& quickPresetInstruction() const { return quickPresetInstruction_; }
+    brindlet::ProviderKind provider() const { return provider_; }
+    bool isGenerating() const { return isGenerating_; }
+    const std::optional<QString>& statusMessage() const { return statusMessage_; }
+    bool accessibilityGranted() const { return accessibilityGranted_; }
+    brindlet::SettingsSection settingsSection() const { return settingsSection_; }
+    const std::optional<brindlet::GeneratedResultContext>& resultContext() const { return resultContext_; }
+    bool isDelivering() const { return isDelivering_; }
+    brindlet::QuickHUDSourceMode sourceDetailMode() const { return sourceDetailMode_; }
+    brindlet::QuickHUDPhase quickHUDPhase() const { return quickHUDPhase_; }
+    brindlet::QuickHUDTrigger quickHUDTrigger() const { return quickHUDTrigger_; }
+    const brindlet::HotKeyMessages& hotKeyMessages() const { return hotKeyMessages_; }
+    bool isQuickFixSession() const { return isQuickFixSession_; }
+    const brindlet::ProviderReadinessMap& providerReadiness() const { return providerReadiness_; }
+    bool isRefreshingOllamaModels() const { return isRefreshingOllamaModels_; }
+    int onboardingStep() const { return onboardingStep_; }
+    const std::optional<brindlet::MarketingPreviewState>& marketingPreviewState() const { return marketingPreviewState_; }
+
+    void setSnapshot(const std::optional<brindlet::SelectionSnapshot>& value);
+    void setObservedSnapshot(const std::optional<brindlet::SelectionSnapshot>& value);
+    void setWorkingSourceText(const QString& value);
+    void setInstruction(const QString& value);
+    void setResult(const QString& value);
+    void setGenerationPreview(const QString& value);
+    void setSelectedPresetID(const std::optional<QUuid>& value);
+    void setPresetSearchQuery(const QString& value);
+    void setQuickPresetName(const QString& value);
+    void setQuickPresetInstruction(const QString& value);
+    void setProvider(brindlet::ProviderKind value);
+    void setIsGenerating(bool value);
+    void setStatusMessage(const std::optional<QString>& value);
+    void setAccessibilityGranted(bool value);
+    void setSettingsSection(brindlet::SettingsSection value);
+    void setResultContext(const std::optional<brindlet::GeneratedResultContext>& value);
+    void setIsDelivering(bool value);
+    void setSourceDetailMode(brindlet::QuickHUDSourceMode value);
+    void setQuickHUDPhase(brindlet::QuickHUDPhase value);
+    void setQuickHUDTrigger(brindlet::QuickHUDTrigger value);
+    void setHotKeyMessages(const brindlet::HotKeyMessages& value);
+    void setIsQuickFixSession(bool value);
+    void setProviderReadiness(const brindlet::ProviderReadinessMap& value);
+    void setIsRefreshingOllamaModels(bool value);
+    void setOnboardingStep(int value);
+    void setMarketingPreviewState(const std::optional<brindlet::MarketingPreviewState>& value);
+
+    // Derived values.
+    QList<Preset> allPresets() const;
+    std::optional<Preset> selectedPreset() const;
+    bool hasResult() const;
+    bool isSourceEdited() const;
+    bool isProviderReady() const;
+    QStringList ollamaModels() const;
+    QString providerLabel() const;
+    QString deliveryLabel() const;
+
+    // Plain fields, readable for the shell and for tests.
+    const std::optional<QUuid>& activeGenerationID() const { return activeGenerationID_; }
+    const std::optional<GenerationRequest>& activeGenerationRequest() const { return activeGenerationRequest_; }
+    const std::optional<GenerationMode>& activeGenerationMode() const { return activeGenerationMode_; }
+    const std::optional<GenerationRequest>& lastGenerationRequest() const { return lastGenerationRequest_; }
+    const std::optional<TaskHandle>& generationTask() const { return generationTask_; }
+    const std::optional<TaskHandle>& deliveryTask() const { return deliveryTask_; }
+    const RepeatingTimer* permissionTimer() const { return permissionTimer_.get(); }
+    const QHash<QUuid, Clock::time_point>& generationStartedAt() const { return generationStartedAt_; }
+    bool started() const { return started_; }
+
+    // Start-up and permission.
+    void start();
+    void refreshAccessibilityPermission();
+    void requestAccessibilityPermission();
+
+    // The generation lifecycle.
+    void generate(const std::optional<Preset>& preset = std::nullopt);
+    void beginGeneration(const GenerationRequest& request, GenerationMode mode);
+    void regenerate();
+    void cancelGeneration(bool reportCancelled);
+    void userCancelGeneration();
+    void stopDelivery();
+    void resetSession(const std::optional<SelectionSnapshot>& snapshot);
+    void clearSession();
+
+    // Opening and closing the HUD and the workspace.
+    void presentQuickHUD(QuickHUDTrigger trigger);
+    void handleObservedSelection(const std::optional<SelectionSnapshot>& snapshot);
+    void dismissQuickHUD();
+    void openWorkspace();
+
+    // Providers and shortcuts.
+    void refreshProviderReadiness();
+    void reregisterHotKeys();
+
+signals:
+    void snapshotChanged();
+    void observedSnapshotChanged();
+    void workingSourceTextChanged();
+    void instructionChanged();
+    void resultChanged();
+    void generationPreviewChanged();
+    void selectedPresetIDChanged();
+    void presetSearchQueryChanged();
+    void quickPresetNameChanged();
+    void quickPresetInstructionChanged();
+    void providerChanged();
+    void isGeneratingChanged();
+    void statusMessageChanged();
+    void accessibilityGrantedChanged();
+    void settingsSectionChanged();
+    void resultContextChanged();
+    void isDeliveringChanged();
+    void sourceDetailModeChanged();
+    void quickHUDPhaseChanged();
+    void quickHUDTriggerChanged();
+    void hotKeyMessagesChanged();
+    void isQuickFixSessionChanged();
+    void providerReadinessChanged();
+    void isRefreshingOllamaModelsChanged();
+    void onboardingStepChanged();
+    void marketingPreviewStateChanged();
+
+private:
+    static Task<void> runGeneration(QPointer<AppModel> model, AIProviding* providers, GenerationRequest request,
+                                    GenerationMode mode);
+    static Task<void> applyPreview(QPointer<AppModel> model, QUuid requestID, QString text);
+    static Task<void> runReadinessCheck(QPointer<AppModel> model, AIProviding* providers, ProviderKind kind,
+                                        ProviderConfiguration configuration);
+
+    void finishGeneration(const GenerationRequest& request, GenerationMode mode, const std::optional<QString>& text,
+                          const std::exception_ptr& error, bool taskCancelled);
+    void succeed(const GenerationRequest& request, GenerationMode mode, const QString& text);
+    void fail(const GenerationRequest& request, GenerationMode mode, const std::exception_ptr& error);
+    void endCancelled(const GenerationRequest& request, GenerationMode mode);
+    void clearActiveGeneration(const QUuid& requestID);
+
+    void openSession(const std::optional<SelectionSnapshot>& snapshot, QuickHUDTrigger trigger);
+    void moveToPhase(QuickHUDPhase phase);
+    void record(AnalyticsEventType type, AnalyticsDimensions dimensions = {});
+    AnalyticsDimensions generationDimensions(const GenerationRequest& request, GenerationMode mode,
+                                             std::optional<QString> outcome, bool includeDuration) const;
+    ProviderConfiguration currentConfiguration() const;
+    void prepareInBackground(ProviderKind kind);
+    void cancelTimedSteps();
+
+    AppServices services_;
+    std::optional<brindlet::SelectionSnapshot> snapshot_{};
+    std::optional<brindlet::SelectionSnapshot> observedSnapshot_{};
+    QString workingSourceText_{};
+    QString instruction_{};
+    QString result_{};
+    QString generationPreview_{};
+    std::optional<QUuid> selectedPresetID_{};
+    QString presetSearchQuery_{};
+    QString quickPresetName_{};
+    QString quickPresetInstruction_{};
+    brindlet::ProviderKind provider_{};
+    bool isGenerating_ = false;
+    std::optional<QString> statusMessage_{};
+    bool accessibilityGranted_ = false;
+    brindlet::SettingsSection settingsSection_ = SettingsSection::general;
+    std::optional<brindlet::GeneratedResultContext> resultContext_{};
+    bool isDelivering_ = false;
+    brindlet::QuickHUDSourceMode sourceDetailMode_ = QuickHUDSourceMode::read;
+    brindlet::QuickHUDPhase quickHUDPhase_ = QuickHUDPhase::bubble;
+    brindlet::QuickHUDTrigger quickHUDTrigger_ = QuickHUDTrigger::selectionBubble;
+    brindlet::HotKeyMessages hotKeyMessages_{};
+    bool isQuickFixSession_ = false;
+    brindlet::ProviderReadinessMap providerReadiness_{};
+    bool isRefreshingOllamaModels_ = false;
+    int onboardingStep_ = 0;
+    std::optional<brindlet::MarketingPreviewState> marketingPreviewState_{};
+
+    std::optional<TaskHandle> generationTask_;
+    std::optional<TaskHandle> deliveryTask_;
+    std::optional<TaskHandle> confirmationTask_;
+    std::optional<TaskHandle> quickFixStatusTask_;
+    std::optional<QUuid> activeGenerationID_;
+    std::optional<GenerationRequest> activeGenerationRequest_;
+    std::optional<GenerationMode> activeGenerationMode_;
+    std::optional<GenerationRequest> lastGenerationRequest_;
+    std::unique_ptr<RepeatingTimer> permissionTimer_;
+    std::function<void()> workspaceOpener_;
+    QuickHUDPhase sourceDetailReturnPhase_ = QuickHUDPhase::compose;
+    bool started_ = false;
+    bool isRecordingHotKey_ = false;
+    HotKeyMessages hotKeyValidationMessages_;
+    HotKeyMessages hotKeyServiceMessages_;
+    QHash<QUuid, Clock::time_point> generationStartedAt_;
+};
+
+}  // namespace brindlet

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+namespace brindlet {
+
+struct ProviderConfiguration {
+    QString ollamaURL;    // as the user typed it
+    QString ollamaModel;  // may be empty
+    friend bool operator==(const ProviderConfiguration&, const ProviderConfiguration&) = default;
+};
+
+struct ProviderReadiness {
+    enum class State { checking, ready, unavailable };
+    State state = State::checking;
+    QString detail;
+    QStringList ollamaModels;  // empty except for Ollama
+
+    static ProviderReadiness checkingValue() { return {State::checking, QStringLiteral("Checking…"), {}}; }
+    friend bool operator==(const ProviderReadiness&, const ProviderReadiness&) = default;
+};
+
+}  // namespace brindlet

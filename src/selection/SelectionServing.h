@@ -1,0 +1,28 @@
+#pragma once
+
+#include "Preset.h"
+#include "SelectionSnapshot.h"
+#include "Task.h"
+
+#include <QString>
+
+#include <functional>
+#include <optional>
+
+namespace brindlet {
+
+// Capture, passive monitoring and guarded delivery in other applications.
+class SelectionServing {
+public:
+    virtual ~SelectionServing() = default;
+    virtual void setOnSelectionChanged(std::function<void(std::optional<SelectionSnapshot>)> callback) = 0;
+    virtual void startMonitoring() = 0;
+    virtual std::optional<SelectionSnapshot> capture(bool interactive) = 0;
+    virtual void requestAccessibilityAccess() = 0;
+    // Returns the status text to show; fails with a SelectionError.
+    virtual Task<QString> deliver(QString text, SelectionSnapshot snapshot, DeliveryPreference preference) = 0;
+    // Whether a text counts as a selection: blanks, marks and U+FFFC alone do not.
+    virtual bool hasVisibleCharacters(const QString& text) const = 0;
+};
+
+}  // namespace brindlet

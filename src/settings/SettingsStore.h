@@ -1,0 +1,80 @@
+#pragma once
+
+#include "HotKeyShortcut.h"
+#include "Preset.h"
+#include "ProviderKind.h"
+
+#include <QList>
+#include <QObject>
+#include <QString>
+
+#include <optional>
+
+namespace brindlet {
+
+// The user's durable preferences. Every field announces each set. Persistence reaches this
+// class through its constructor only, so its users never change when it arrives.
+class SettingsStore : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(brindlet::ProviderKind defaultProvider READ defaultProvider WRITE setDefaultProvider NOTIFY defaultProviderChanged)
+    Q_PROPERTY(QString ollamaURL READ ollamaURL WRITE setOllamaURL NOTIFY ollamaURLChanged)
+    Q_PROPERTY(QString ollamaModel READ ollamaModel WRITE setOllamaModel NOTIFY ollamaModelChanged)
+    Q_PROPERTY(bool keepRunningAfterDockQuit READ keepRunningAfterDockQuit WRITE setKeepRunningAfterDockQuit NOTIFY keepRunningAfterDockQuitChanged)
+    Q_PROPERTY(bool showSelectionBubble READ showSelectionBubble WRITE setShowSelectionBubble NOTIFY showSelectionBubbleChanged)
+    Q_PROPERTY(bool analyticsEnabled READ analyticsEnabled WRITE setAnalyticsEnabled NOTIFY analyticsEnabledChanged)
+    Q_PROPERTY(bool hasCompletedOnboarding READ hasCompletedOnboarding WRITE setHasCompletedOnboarding NOTIFY hasCompletedOnboardingChanged)
+
+public:
+    static HotKeyShortcut defaultShortcut(GlobalHotKeyAction action);
+    static QString defaultOllamaURL() { return QStringLiteral("http://127.0.0.1:11434"); }
+
+    explicit SettingsStore(QObject* parent = nullptr);
+
+    ProviderKind defaultProvider() const { return defaultProvider_; }
+    QString ollamaURL() const { return ollamaURL_; }
+    QString ollamaModel() const { return ollamaModel_; }
+    bool keepRunningAfterDockQuit() const { return keepRunningAfterDockQuit_; }
+    bool showSelectionBubble() const { return showSelectionBubble_; }
+    bool analyticsEnabled() const { return analyticsEnabled_; }
+    bool hasCompletedOnboarding() const { return hasCompletedOnboarding_; }
+    QList<Preset> customPresets() const { return customPresets_; }
+    // Absent means the user cleared the shortcut.
+    std::optional<HotKeyShortcut> shortcut(GlobalHotKeyAction action) const;
+
+    void setDefaultProvider(ProviderKind value);
+    void setOllamaURL(const QString& value);
+    void setOllamaModel(const QString& value);
+    void setKeepRunningAfterDockQuit(bool value);
+    void setShowSelectionBubble(bool value);
+    void setAnalyticsEnabled(bool value);
+    void setHasCompletedOnboarding(bool value);
+    void setCustomPresets(const QList<Preset>& value);
+    void setShortcut(GlobalHotKeyAction action, const std::optional<HotKeyShortcut>& value);
+    void removeCustomPreset(const QUuid& id);
+
+signals:
+    void defaultProviderChanged();
+    void ollamaURLChanged();
+    void ollamaModelChanged();
+    void keepRunningAfterDockQuitChanged();
+    void showSelectionBubbleChanged();
+    void analyticsEnabledChanged();
+    void hasCompletedOnboardingChanged();
+    void customPresetsChanged();
+    void shortcutChanged(brindlet::GlobalHotKeyAction action);
+
+private:
+    ProviderKind defaultProvider_ = ProviderKind::ollama;
+    QString ollamaURL_ = defaultOllamaURL();
+    QString ollamaModel_;
+    bool keepRunningAfterDockQuit_ = true;
+    bool showSelectionBubble_ = true;
+    bool analyticsEnabled_ = true;
+    bool hasCompletedOnboarding_ = false;
+    QList<Preset> customPresets_;
+    std::optional<HotKeyShortcut> quickCommandShortcut_;
+    std::optional<HotKeyShortcut> quickFixShortcut_;
+    std::optional<HotKeyShortcut> openWorkspaceShortcut_;
+};
+
+}  // namespace brindlet

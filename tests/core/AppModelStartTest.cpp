@@ -1,0 +1,224 @@
+#include "AppModelHarness.h"
+
+#include "Printers.h"
+
+#include <gtest/gtest.h>
+
+using namespace brindlet;
+using namespace brindlet::test;
+using namespace std::chrono_literals;
+
+namespace {
+
+class AppModelStart : public ::testing::Test {
+protected:
+    AppModelHarness h;
+    AppModel& model = *h.model;
+};
+
+TEST_F(AppModelStart, StartsEveryServiceOnceInOrder)
+{
+    h.accessibility.trusted = false;
+    h.settings.setAnalyticsEnabled(false);
+    model.start();
+    model.start();
+    drainEvents();
+    EXPECT_FALSE(model.accessibilityGranted());
+    EXPECT_EQ(h.analytics.starts, std::vector<bool>{false});
+    EXPECT_EQ(h.selection.calls, (QStringList{u"setOnSelectionChanged"_qs, u"startMonitoring"_qs}));
+    EXPECT_EQ(h.provider.calls.filter(u"prepare"_qs),
+              (QStringList{u"prepare(ollama)"_qs, u"prepare(claude)"_qs, u"prepare(codex)"_qs, u"prepare(cursor)"_qs,
+                           u"prepare(gemini)"_qs}));
+    // Onboarding is open, so readiness is refreshed for all five.
+    EXPECT_EQ(h.provider.calls.filter(u"readiness"_qs).size(), 5);
+    ASSERT_EQ(h.hotKeys.registrations.size(), 1u);
+    EXPECT_EQ(h.hotKeys.registrations[0].size(), 3u);
+    ASSERT_TRUE(model.permissionTimer());
+    EXPECT_EQ(model.permissionTimer()->interval(), 400ms);
+    EXPECT_EQ(model.permissionTimer()->tolerance(), 80ms);
+}
+
+TEST_F(AppModelStart, AfterOnboardingReadinessIsNotRefreshed)
+{
+    h.settings.setHasCompletedOnboarding(true);
+    model.start();
+    drainEvents();
+    EXPECT_TRUE(h.provider.calls.filter(u"readiness"_qs).isEmpty());
+}
+
+TEST_F(AppModelStart, MarketingPreviewTouchesNoService)
+{
+    h.accessibility.trusted = false;
+    model.setMarketingPreviewState(MarketingPreviewState::workspace);
+    model.start();
+    drainEvents();
+    EXPECT_TRUE(model.accessibilityGranted());
+    EXPECT_EQ(h.accessibility.queries, 0);
+    EXPECT_TRUE(h.selection.calls.isEmpty());
+    EXPECT_TRUE(h.provider.calls.isEmpty());
+    EXPECT_TRUE(h.analytics.starts.empty());
+    EXPECT_TRUE(h.hotKeys.registrations.empty());
+    EXPECT_FALSE(model.permissionTimer());
+    model.refreshProviderReadiness();
+    EXPECT_EQ(model.providerReadiness().at(ProviderKind::ollama).detail, u"Ready · llama3.2"_qs);
+    EXPECT_EQ(model.providerReadiness().at(ProviderKind::gemini).detail, u"Installed and signed in"_qs);
+}
+
+TEST_F(AppModelStart, PermissionPollingClearsOnlyAccessibilityMessagesOnGrant)
+{
+    h.accessibility.trusted = false;
+    model.start();
+    model.requestAccessibilityPermission();
+    EXPECT_EQ(h.selection.calls.last(), u"requestAccessibilityAccess"_qs);
+    EXPECT_EQ(model.statusMessage(),
+              u"Enable Brindlet in Accessibility. If it is already on, turn it off and on once to replace the older "
+              u"app authorization."_qs);
+
+    const int before = h.accessibility.queries;
+    h.clock.advance(1200ms);
+    EXPECT_EQ(h.accessibility.queries - before, 3);
+    EXPECT_TRUE(model.statusMessage());
+
+    h.accessibility.trusted = true;
+    h.clock.advance(400ms);
+    EXPECT_TRUE(model.accessibilityGranted());
+    EXPECT_FALSE(model.statusMessage());
+
+    // Losing and regaining trust leaves an unrelated message alone.
+    h.accessibility.trusted = false;
+    h.clock.advance(400ms);
+    model.setStatusMessage(u"Ollama did not respond."_qs);
+    h.accessibility.trusted = true;
+    h.clock.advance(400ms);
+    EXPECT_EQ(model.statusMessage(), u"Ollama did not respond."_qs);
+}
+
+TEST_F(AppModelStart, ReadinessAnswersLandPerKindAndFillAnEmptyModel)
+{
+    h.provider.holdReadiness = true;
+    model.refreshProviderReadiness();
+    drainEvents();
+    EXPECT_EQ(model.providerReadiness().at(ProviderKind::codex).state, ProviderReadiness::State::checking);
+    EXPECT_EQ(model.providerReadiness().at(ProviderKind::codex).detail, u"Checking…"_qs);
+    h.provider.pendingReadiness[ProviderKind::ollama]->resolve(
+        {ProviderReadiness::State::ready, u"Ollama is running with 2 installed models."_qs, {u"a"_qs, u"b"_qs}});
+    EXPECT_TRUE(model.isProviderReady());
+    EXPECT_EQ(model.ollamaModels(), (QStringList{u"a"_qs, u"b"_qs}));
+    EXPECT_EQ(h.settings.ollamaModel(), u"a"_qs);
+    EXPECT_EQ(model.providerLabel(), u"Ollama · a"_qs);
+    EXPECT_EQ(model.providerReadiness().at(ProviderKind::codex).state, ProviderReadiness::State::checking);
+    drainEvents();
+    EXPECT_TRUE(h.provider.calls.filter(u"preload"_qs).isEmpty());  // a refresh stores, it does not preload
+}
+
+TEST_F(AppModelStart, DuplicateShortcutsLoseToTheFirstActionInOrder)
+{
+    h.settings.setShortcut(GlobalHotKeyAction::quickFix, SettingsStore::defaultShortcut(GlobalHotKeyAction::quickCommand));
+    h.settings.setShortcut(GlobalHotKeyAction::openWorkspace, std::nullopt);
+    h.hotKeys.failures[GlobalHotKeyAction::quickCommand] = {
+        SettingsStore::defaultShortcut(GlobalHotKeyAction::quickCommand),
+        GlobalHotKeyRegistrationError::Failure::shortcut, -9878};
+    model.reregisterHotKeys();
+    ASSERT_EQ(h.hotKeys.registrations.size(), 1u);
+    EXPECT_EQ(h.hotKeys.registrations[0].size(), 1u);
+    EXPECT_TRUE(h.hotKeys.registrations[0].count(GlobalHotKeyAction::quickCommand));
+    const HotKeyMessages& messages = model.hotKeyMessages();
+    EXPECT_EQ(messages.at(GlobalHotKeyAction::quickFix), u"⇧⌘Space is already assigned to Quick Command."_qs);
+    EXPECT_EQ(messages.at(GlobalHotKeyAction::quickCommand),
+              u"⇧⌘Space is unavailable. Choose another shortcut or change the conflicting shortcut in the other app."_qs);
+    EXPECT_FALSE(messages.count(GlobalHotKeyAction::openWorkspace));
+}
+
+TEST_F(AppModelStart, HotKeyPressesOpenTheHUDAndTheWorkspace)
+{
+    int opened = 0;
+    model.setWorkspaceOpener([&] { ++opened; });
+    model.start();
+    h.selection.nextCapture = AppModelHarness::snapshot(u"picked"_qs);
+    h.hotKeys.onPressed(GlobalHotKeyAction::quickCommand);
+    EXPECT_EQ(model.quickHUDPhase(), QuickHUDPhase::compose);
+    EXPECT_EQ(model.workingSourceText(), u"picked"_qs);
+    EXPECT_EQ(h.windows.calls.last(), u"showQuickHUD"_qs);
+
+    h.hotKeys.onPressed(GlobalHotKeyAction::openWorkspace);
+    EXPECT_EQ(model.quickHUDPhase(), QuickHUDPhase::bubble);
+    EXPECT_EQ(model.workingSourceText(), u"picked"_qs);  // the session carries over
+    EXPECT_EQ(opened, 1);
+    EXPECT_FALSE(h.windows.calls.contains(u"bringWorkspaceForward"_qs));  // only on the next turn
+    drainEvents();
+    EXPECT_EQ(h.windows.calls.last(), u"bringWorkspaceForward"_qs);
+    EXPECT_EQ(h.analytics.typeNames().mid(0, 2), (QStringList{u"QUICK_COMMAND_OPENED"_qs, u"WORKSPACE_OPENED"_qs}));
+}
+
+TEST_F(AppModelStart, OpeningWithoutCaptureFallsBackAndExplainsMissingPermission)
+{
+    h.accessibility.trusted = false;
+    model.setObservedSnapshot(std::nullopt);
+    h.openHUDWithoutCapture();
+    EXPECT_FALSE(model.snapshot());
+    EXPECT_EQ(model.statusMessage(), u"Enable Accessibility to capture selected text or a writing cursor. You can still "
+                                     u"generate and copy content."_qs);
+
+    const auto observed = AppModelHarness::snapshot(u"seen"_qs);
+    model.setObservedSnapshot(observed);
+    h.openHUDWithoutCapture();
+    EXPECT_EQ(model.snapshot(), observed);
+    EXPECT_FALSE(model.statusMessage());
+}
+
+TEST_F(AppModelStart, DismissalDropsTheSessionButNotTheObservedSelection)
+{
+    model.start();
+    h.selection.onSelectionChanged(AppModelHarness::snapshot(u"seen"_qs));
+    h.openHUD(u"text"_qs);
+    model.setInstruction(u"go"_qs);
+    model.generate();
+    h.awaitGeneration();
+    model.dismissQuickHUD();
+    EXPECT_FALSE(model.isGenerating());
+    EXPECT_FALSE(model.snapshot());
+    EXPECT_TRUE(model.instruction().isEmpty());
+    EXPECT_EQ(model.quickHUDPhase(), QuickHUDPhase::bubble);
+    EXPECT_EQ(h.windows.calls.last(), u"hideQuickHUD"_qs);
+    ASSERT_TRUE(model.observedSnapshot());
+}
+
+struct ObservedCase {
+    const char* name;
+    std::optional<QString> text;
+    bool bubbleSetting;
+    bool hudOpen;
+    bool expectObserved;
+    QString expectCall;  // empty: no bubble call
+};
+BRINDLET_PRINT_CASE_NAME(ObservedCase)
+
+
+class ObservedSelection : public AppModelStart, public ::testing::WithParamInterface<ObservedCase> {};
+
+TEST_P(ObservedSelection, FeedsTheBubble)
+{
+    const ObservedCase& c = GetParam();
+    h.settings.setShowSelectionBubble(c.bubbleSetting);
+    model.start();
+    if (c.hudOpen)
+        h.openHUD(u"session"_qs);
+    h.windows.calls.clear();
+    h.selection.onSelectionChanged(AppModelHarness::snapshot(c.text));
+    EXPECT_EQ(model.observedSnapshot().has_value(), c.expectObserved);
+    EXPECT_EQ(h.windows.calls.join(u","_qs), c.expectCall);
+    if (c.hudOpen) {
+        EXPECT_EQ(model.snapshot()->text, u"session"_qs);  // an open HUD never reacts
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    AppModel, ObservedSelection,
+    ::testing::Values(ObservedCase{"visibleText", u"hello"_qs, true, false, true, u"showSelectionBubble"_qs},
+                      ObservedCase{"blanksOnly", u"  \n"_qs, true, false, false, u"hideSelectionBubble"_qs},
+                      ObservedCase{"cursor", std::nullopt, true, false, false, u"hideSelectionBubble"_qs},
+                      ObservedCase{"bubbleTurnedOff", u"hello"_qs, false, false, true, u"hideSelectionBubble"_qs},
+                      ObservedCase{"hudOpen", u"hello"_qs, true, true, true, u""_qs}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+}  // namespace

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "AppModel.h"
+#include "Doubles.h"
+#include "EventLoop.h"
+#include "ManualTimerSource.h"
+
+#include <memory>
+
+namespace brindlet::test {
+
+// A model wired to recording doubles, on a clock the test moves.
+struct AppModelHarness {
+    ManualTimerSource clock;
+    SettingsStore settings;
+    FakeAccessibility accessibility;
+    RecordingSelectionService selection;
+    ScriptedProvider provider;
+    RecordingHotKeys hotKeys;
+    RecordingAnalytics analytics;
+    RecordingWindows windows;
+    std::unique_ptr<AppModel> model;
+
+    AppModelHarness()
+    {
+        model = std::make_unique<AppModel>(
+            AppServices{&settings, &accessibility, &selection, &provider, &hotKeys, &analytics, &windows});
+    }
+
+    static SelectionSnapshot snapshot(std::optional<QString> text, bool settable = true)
+    {
+        auto target = std::make_shared<SelectionTarget>();
+        target->processID = 4242;
+        target->originalText = text.value_or(QString());
+        target->hadSelection = text && !text->isEmpty();
+        target->isSettable = settable;
+        return SelectionSnapshot{QUuid::createUuid(), std::move(text), QStringLiteral("TextEdit"),
+                                 Rect{10, 20, 100, 16}, target};
+    }
+
+    // Opens the HUD as the Quick Command shortcut would, on a captured selection (a cursor when
+    // text is absent).
+    void openHUD(std::optional<QString> text)
+    {
+        selection.nextCapture = snapshot(std::move(text));
+        model->presentQuickHUD(QuickHUDTrigger::globalHotKey);
+    }
+
+    // Opens the HUD where capture finds nothing at all.
+    void openHUDWithoutCapture()
+    {
+        selection.nextCapture.reset();
+        model->presentQuickHUD(QuickHUDTrigger::globalHotKey);
+    }
+
+    // Waits for the provider to receive generation number `index` (0-based).
+    std::shared_ptr<ScriptedProvider::Generation> awaitGeneration(size_t index = 0)
+    {
+        runUntil([&] { return provider.generations.size() > index; });
+        return provider.generations.size() > index ? provider.generations[index] : nullptr;
+    }
+};
+
+}  // namespace brindlet::test

@@ -1,0 +1,173 @@
+#pragma once
+
+// Recording doubles for the model's collaborators. They do what a test scripts and write down
+// every call, in order, so that tests can assert on what the model asked of the world.
+
+#include "AIProviding.h"
+#include "AccessibilityServing.h"
+#include "AnalyticsTracking.h"
+#include "Completion.h"
+#include "GlobalHotKeyManaging.h"
+#include "SelectionServing.h"
+#include "WindowCoordinating.h"
+
+#include <QStringList>
+
+#include <deque>
+#include <memory>
+#include <variant>
+#include <vector>
+
+namespace brindlet::test {
+
+class FakeAccessibility final : public AccessibilityServing {
+public:
+    bool trusted = true;
+    int queries = 0;
+    bool isProcessTrusted() override
+    {
+        ++queries;
+        return trusted;
+    }
+};
+
+class RecordingSelectionService final : public SelectionServing {
+public:
+    std::function<void(std::optional<SelectionSnapshot>)> onSelectionChanged;
+    std::optional<SelectionSnapshot> nextCapture;
+    QStringList calls;
+
+    void setOnSelectionChanged(std::function<void(std::optional<SelectionSnapshot>)> callback) override
+    {
+        calls << QStringLiteral("setOnSelectionChanged");
+        onSelectionChanged = std::move(callback);
+    }
+    void startMonitoring() override { calls << QStringLiteral("startMonitoring"); }
+    std::optional<SelectionSnapshot> capture(bool interactive) override
+    {
+        calls << (interactive ? QStringLiteral("capture(true)") : QStringLiteral("capture(false)"));
+        return nextCapture;
+    }
+    void requestAccessibilityAccess() override { calls << QStringLiteral("requestAccessibilityAccess"); }
+    Task<QString> deliver(QString, SelectionSnapshot, DeliveryPreference) override
+    {
+        calls << QStringLiteral("deliver");
+        co_return QString();
+    }
+    bool hasVisibleCharacters(const QString& text) const override { return !text.trimmed().isEmpty(); }
+};
+
+// A provider whose every generation is driven step by step by the test.
+class ScriptedProvider final : public AIProviding {
+public:
+    struct Generation {
+        QString prompt;
+        ProviderKind provider;
+        ProviderConfiguration configuration;
+        // Steps the test feeds: a preview, a final text, or an error.
+        using Step = std::variant<QString /*preview*/, std::pair<bool, QString> /*final*/, std::exception_ptr>;
+        void preview(const QString& text) { push(Step(text)); }
+        void finish(const QString& text) { push(Step(std::pair<bool, QString>(true, text))); }
+        void fail(std::exception_ptr error) { push(Step(std::move(error))); }
+        bool ended = false;
+        bool sawCancellation = false;
+        // A misbehaving provider that answers although its task was cancelled.
+        std::optional<QString> answerDespiteCancellation;
+
+        std::deque<Step> steps;
+        std::shared_ptr<Completion<bool>> wake;
+        void push(Step step)
+        {
+            steps.push_back(std::move(step));
+            if (wake)
+                std::exchange(wake, nullptr)->resolve(true);
+        }
+    };
+
+    std::vector<std::shared_ptr<Generation>> generations;
+    QStringList calls;
+    std::map<ProviderKind, ProviderReadiness> readinessAnswers;
+    std::map<ProviderKind, std::shared_ptr<Completion<ProviderReadiness>>> pendingReadiness;
+    bool holdReadiness = false;
+
+    Task<QString> generate(QString prompt, ProviderKind provider, ProviderConfiguration configuration,
+                           PartialTextHandler onPartialText) override;
+    Task<void> prepare(ProviderKind provider, ProviderConfiguration) override
+    {
+        calls << QStringLiteral("prepare(%1)").arg(wireName(provider));
+        co_return;
+    }
+    Task<ProviderReadiness> readiness(ProviderKind provider, ProviderConfiguration) override;
+    Task<QStringList> ollamaModels(QString) override { co_return QStringList(); }
+    Task<void> preloadOllamaModel(ProviderConfiguration configuration) override
+    {
+        calls << QStringLiteral("preload(%1)").arg(configuration.ollamaModel);
+        co_return;
+    }
+};
+
+class RecordingHotKeys final : public GlobalHotKeyManaging {
+public:
+    std::function<void(GlobalHotKeyAction)> onPressed;
+    std::vector<HotKeyShortcuts> registrations;
+    std::map<GlobalHotKeyAction, GlobalHotKeyRegistrationError> failures;
+
+    void setOnPressed(std::function<void(GlobalHotKeyAction)> callback) override { onPressed = std::move(callback); }
+    std::map<GlobalHotKeyAction, GlobalHotKeyRegistrationError> registerShortcuts(
+        const HotKeyShortcuts& shortcuts) override
+    {
+        registrations.push_back(shortcuts);
+        return failures;
+    }
+    void unregisterAll() override {}
+};
+
+class RecordingAnalytics final : public AnalyticsTracking {
+public:
+    struct Event {
+        AnalyticsEventType type;
+        AnalyticsDimensions dimensions;
+    };
+    std::vector<Event> events;
+    std::vector<bool> starts;
+
+    // Recorded at the call, not when the task runs, so order is the order of the calls.
+    Task<void> start(bool enabled) override
+    {
+        starts.push_back(enabled);
+        return done();
+    }
+    Task<void> setEnabled(bool) override { return done(); }
+    Task<void> record(AnalyticsEventType type, AnalyticsDimensions dimensions) override
+    {
+        events.push_back({type, std::move(dimensions)});
+        return done();
+    }
+    QStringList typeNames() const
+    {
+        QStringList names;
+        for (const auto& event : events)
+            names << wireName(event.type);
+        return names;
+    }
+
+private:
+    static Task<void> done() { co_return; }
+};
+
+class RecordingWindows final : public WindowCoordinating {
+public:
+    QStringList calls;
+    std::vector<QuickHUDPhase> phases;
+
+    void quickHUDPhaseDidChange(QuickHUDPhase phase) override { phases.push_back(phase); }
+    void showQuickHUD(std::optional<Rect>, std::optional<std::int32_t>) override { calls << QStringLiteral("showQuickHUD"); }
+    void hideQuickHUD() override { calls << QStringLiteral("hideQuickHUD"); }
+    void showSelectionBubble(std::optional<Rect>) override { calls << QStringLiteral("showSelectionBubble"); }
+    void hideSelectionBubble() override { calls << QStringLiteral("hideSelectionBubble"); }
+    void closeApplicationWindows() override { calls << QStringLiteral("closeApplicationWindows"); }
+    void bringWorkspaceForward() override { calls << QStringLiteral("bringWorkspaceForward"); }
+    void resignKeyboard() override { calls << QStringLiteral("resignKeyboard"); }
+};
+
+}  // namespace brindlet::test

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "Runtime.h"
+#include "Task.h"
+
+#include <chrono>
+#include <functional>
+#include <optional>
+#include <stdexcept>
+#include <type_traits>
+
+namespace brindlet::test {
+
+// Processes events until the predicate holds or the time runs out; returns the predicate.
+bool runUntil(const std::function<bool()>& predicate, std::chrono::milliseconds timeout = std::chrono::seconds(10));
+
+// Processes the events already queued (and those they queue), a few turns deep.
+void drainEvents(int turns = 5);
+
+namespace detail {
+template <class T>
+struct Outcome {
+    std::optional<T> value;
+};
+template <>
+struct Outcome<void> {};
+
+template <class T>
+Task<void> storeOutcome(Task<T> task, Outcome<T>* outcome, std::exception_ptr* error, bool* done)
+{
+    try {
+        if constexpr (std::is_void_v<T>)
+            co_await task;
+        else
+            outcome->value.emplace(co_await task);
+    } catch (...) {
+        *error = std::current_exception();
+    }
+    *done = true;
+}
+}  // namespace detail
+
+// Runs a task to its end on the event loop and returns its value or rethrows its error.
+template <class T>
+T runTask(Task<T> task, std::chrono::milliseconds timeout = std::chrono::seconds(10))
+{
+    detail::Outcome<T> outcome;
+    std::exception_ptr error;
+    bool finished = false;
+    spawn(detail::storeOutcome(std::move(task), &outcome, &error, &finished));
+    if (!runUntil([&] { return finished; }, timeout))
+        throw std::runtime_error("task did not finish in time");
+    if (error)
+        std::rethrow_exception(error);
+    if constexpr (!std::is_void_v<T>)
+        return std::move(*outcome.value);
+}
+
+}  // namespace brindlet::test

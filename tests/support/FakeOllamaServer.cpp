@@ -1,0 +1,134 @@
+#include "FakeOllamaServer.h"
+
+#include "JsonWriter.h"
+
+#include <QPointer>
+#include <QTcpSocket>
+#include <QTimer>
+
+namespace brindlet::test {
+
+FakeResponse FakeResponse::stream(const QList<QString>& pieces, std::chrono::milliseconds delay, bool withDoneLine)
+{
+    FakeResponse response;
+    for (const QString& piece : pieces) {
+        QByteArray line("{\"model\":\"llama3.2\",\"created_at\":\"2026-11-22T10:00:00Z\",\"response\":");
+        JsonWriter::appendString(line, piece);
+        line += ",\"done\":false}\n";
+        response.chunks.push_back({line, delay});
+    }
+    if (withDoneLine) {
+        response.chunks.push_back(
+            {"{\"model\":\"llama3.2\",\"created_at\":\"2026-11-22T10:00:01Z\",\"response\":\"\",\"done\":true,"
+             "\"done_reason\":\"stop\",\"total_duration\":123456}\n",
+             delay});
+    }
+    return response;
+}
+
+FakeResponse FakeResponse::lines(const QList<QByteArray>& rawLines, std::chrono::milliseconds delay)
+{
+    FakeResponse response;
+    for (const QByteArray& line : rawLines)
+        response.chunks.push_back({line + '\n', delay});
+    return response;
+}
+
+FakeResponse FakeResponse::json(int status, const QByteArray& body)
+{
+    FakeResponse response;
+    response.status = status;
+    response.contentType = "application/json; charset=utf-8";
+    response.chunks.push_back({body, {}});
+    return response;
+}
+
+FakeOllamaServer::FakeOllamaServer()
+{
+    connect(&server_, &QTcpServer::newConnection, this, [this] { accept(); });
+    if (!server_.listen(QHostAddress::LocalHost, 0))
+        qFatal("fake Ollama server could not listen on 127.0.0.1");
+}
+
+FakeOllamaServer::~FakeOllamaServer() { server_.close(); }
+
+QString FakeOllamaServer::baseURL() const { return QStringLiteral("http://127.0.0.1:%1").arg(port()); }
+
+void FakeOllamaServer::respondWith(FakeResponse response)
+{
+    handler_ = [response](const RecordedRequest&) { return response; };
+}
+
+void FakeOllamaServer::accept()
+{
+    while (QTcpSocket* socket = server_.nextPendingConnection()) {
+        ++openConnections_;
+        auto* buffer = new QByteArray;
+        connect(socket, &QTcpSocket::readyRead, this, [this, socket, buffer] { serve(socket, buffer); });
+        connect(socket, &QTcpSocket::disconnected, this, [this, socket, buffer] {
+            --openConnections_;
+            delete buffer;
+            socket->deleteLater();
+        });
+    }
+}
+
+void FakeOllamaServer::serve(QTcpSocket* socket, QByteArray* buffer)
+{
+    *buffer += socket->readAll();
+    const qsizetype headerEnd = buffer->indexOf("\r\n\r\n");
+    if (headerEnd < 0)
+        return;
+    RecordedRequest request;
+    const QList<QByteArray> headerLines = buffer->left(headerEnd).split('\n');
+    const QList<QByteArray> requestLine = headerLines.value(0).trimmed().split(' ');
+    request.method = requestLine.value(0);
+    request.path = requestLine.value(1);
+    for (qsizetype i = 1; i < headerLines.size(); ++i) {
+        const qsizetype colon = headerLines[i].indexOf(':');
+        if (colon > 0)
+            request.headers.insert(headerLines[i].left(colon).trimmed().toLower(), headerLines[i].mid(colon + 1).trimmed());
+    }
+    const qsizetype length = request.headers.value("content-length", "0").toLongLong();
+    if (buffer->size() < headerEnd + 4 + length)
+        return;
+    request.body = buffer->mid(headerEnd + 4, length);
+    buffer->clear();
+    disconnect(socket, &QTcpSocket::readyRead, this, nullptr);
+    requests_.append(request);
+
+    FakeResponse response = handler_ ? handler_(request) : FakeResponse::json(404, "{\"error\":\"no handler\"}");
+    QByteArray head = "HTTP/1.1 " + QByteArray::number(response.status) + " Scripted\r\n";
+    head += "Content-Type: " + response.contentType + "\r\nTransfer-Encoding: chunked\r\nConnection: close\r\n\r\n";
+    socket->write(head);
+    writeChunks(socket, std::move(response), 0);
+}
+
+void FakeOllamaServer::writeChunks(QTcpSocket* socket, FakeResponse response, size_t index)
+{
+    QPointer<QTcpSocket> guard(socket);
+    while (index < response.chunks.size()) {
+        const auto& chunk = response.chunks[index];
+        if (chunk.delay.count() > 0) {
+            auto rest = response;
+            rest.chunks[index].delay = std::chrono::milliseconds(0);
+            QTimer::singleShot(chunk.delay, this, [this, guard, rest, index] {
+                if (guard && guard->state() == QAbstractSocket::ConnectedState)
+                    writeChunks(guard, rest, index);
+                else
+                    ++droppedByClient_;
+            });
+            return;
+        }
+        socket->write(QByteArray::number(chunk.bytes.size(), 16) + "\r\n" + chunk.bytes + "\r\n");
+        socket->flush();
+        ++index;
+    }
+    if (response.hang)
+        return;
+    if (!response.dropAfterChunks)
+        socket->write("0\r\n\r\n");
+    socket->disconnectFromHost();
+}
+
+}  // namespace brindlet::test

@@ -1,0 +1,77 @@
+#pragma once
+
+// A small HTTP server on 127.0.0.1 that speaks the Ollama interface as the tests script it:
+// chunked newline-delimited JSON with controllable timing, error statuses, bad JSON, streams
+// without a `done` line, connections dropped mid-stream or left hanging.
+
+#include <QByteArray>
+#include <QList>
+#include <QMap>
+#include <QObject>
+#include <QTcpServer>
+#include <QUrl>
+
+#include <chrono>
+#include <functional>
+#include <vector>
+
+class QTcpSocket;
+
+namespace brindlet::test {
+
+struct RecordedRequest {
+    QByteArray method;
+    QByteArray path;
+    QMap<QByteArray, QByteArray> headers;  // names in lower case
+    QByteArray body;
+};
+
+struct FakeResponse {
+    struct Chunk {
+        QByteArray bytes;
+        std::chrono::milliseconds delay{0};  // before this chunk is written
+    };
+    int status = 200;
+    QByteArray contentType = "application/x-ndjson";
+    std::vector<Chunk> chunks;
+    bool dropAfterChunks = false;  // close the connection without the terminating chunk
+    bool hang = false;             // never finish after the chunks
+
+    // One line per chunk: {"response":...,"done":false} lines, then a done line.
+    static FakeResponse stream(const QList<QString>& pieces, std::chrono::milliseconds delay = {},
+                               bool withDoneLine = true);
+    static FakeResponse lines(const QList<QByteArray>& rawLines, std::chrono::milliseconds delay = {});
+    static FakeResponse json(int status, const QByteArray& body);
+};
+
+class FakeOllamaServer : public QObject {
+public:
+    using Handler = std::function<FakeResponse(const RecordedRequest&)>;
+
+    FakeOllamaServer();
+    ~FakeOllamaServer() override;
+
+    QString baseURL() const;
+    quint16 port() const { return server_.serverPort(); }
+
+    void setHandler(Handler handler) { handler_ = std::move(handler); }
+    // Convenience: the same answer for every request.
+    void respondWith(FakeResponse response);
+
+    const QList<RecordedRequest>& requests() const { return requests_; }
+    int openConnections() const { return openConnections_; }
+    int droppedByClient() const { return droppedByClient_; }
+
+private:
+    void accept();
+    void serve(QTcpSocket* socket, QByteArray* buffer);
+    void writeChunks(QTcpSocket* socket, FakeResponse response, size_t index);
+
+    QTcpServer server_;
+    Handler handler_;
+    QList<RecordedRequest> requests_;
+    int openConnections_ = 0;
+    int droppedByClient_ = 0;
+};
+
+}  // namespace brindlet::test

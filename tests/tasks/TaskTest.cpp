@@ -1,0 +1,310 @@
+#include "Completion.h"
+#include "EventLoop.h"
+#include "ManualTimerSource.h"
+#include "OffMainThread.h"
+#include "Runtime.h"
+
+#include <QObject>
+#include <QPointer>
+#include <QThread>
+
+#include "Printers.h"
+
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+using namespace brindlet;
+using namespace brindlet::test;
+using namespace std::chrono_literals;
+
+namespace {
+
+Task<int> immediate(int value) { co_return value; }
+
+Task<long> sumOfImmediates(int count)
+{
+    long sum = 0;
+    for (int i = 0; i < count; ++i)
+        sum += co_await immediate(1);
+    co_return sum;
+}
+
+Task<int> waitFor(Completion<int> completion) { co_return co_await completion.wait(); }
+
+Task<int> throwsAfter(Completion<int> completion)
+{
+    co_await completion.wait();
+    throw std::runtime_error("inner failure");
+}
+
+Task<int> nestedThrow(Completion<int> completion)
+{
+    const int value = co_await throwsAfter(completion);
+    co_return value + 1;  // never reached
+}
+
+// Records how a spawned task ended, from the task's own point of view.
+struct Outcome {
+    bool started = false;
+    bool finished = false;
+    bool cancelled = false;
+    std::optional<int> value;
+    QString error;
+};
+
+Task<void> observe(Task<int> inner, Outcome* outcome)
+{
+    outcome->started = true;
+    try {
+        outcome->value = co_await inner;
+    } catch (const CancellationError&) {
+        outcome->cancelled = true;
+    } catch (const std::exception& e) {
+        outcome->error = QString::fromUtf8(e.what());
+    }
+    outcome->finished = true;
+}
+
+Task<int> checksThenReturns()
+{
+    co_await checkCancellation();
+    co_return 7;
+}
+
+}  // namespace
+
+TEST(TaskRuntime, MillionImmediateAwaitsDoNotGrowTheStack)
+{
+    // With an 8 MiB stack, a frame per await would overflow long before a million.
+    EXPECT_EQ(runTask(sumOfImmediates(1'000'000), 60s), 1'000'000);
+}
+
+TEST(TaskRuntime, SpawnStartsOnTheNextTurnNotInline)
+{
+    Outcome outcome;
+    spawn(observe(immediate(3), &outcome));
+    EXPECT_FALSE(outcome.started);
+    ASSERT_TRUE(runUntil([&] { return outcome.finished; }));
+    EXPECT_EQ(outcome.value, 3);
+}
+
+struct CancelCase {
+    const char* name;
+    // When the cancel comes relative to the task's single await.
+    enum When { beforeStart, whileWaiting, afterCompletion } when;
+    bool expectCancelled;
+    std::optional<int> expectValue;
+};
+BRINDLET_PRINT_CASE_NAME(CancelCase)
+
+
+class CancellationTiming : public ::testing::TestWithParam<CancelCase> {};
+
+TEST_P(CancellationTiming, EndsAsExpected)
+{
+    const CancelCase& c = GetParam();
+    Completion<int> completion;
+    Outcome outcome;
+    TaskHandle handle = spawn(observe(waitFor(completion), &outcome));
+    switch (c.when) {
+    case CancelCase::beforeStart:
+        handle.cancel();
+        break;
+    case CancelCase::whileWaiting:
+        ASSERT_TRUE(runUntil([&] { return completion.hasWaiter(); }));
+        handle.cancel();
+        // The cancelled task must not run inside cancel(): the canceller finishes first.
+        EXPECT_FALSE(outcome.finished);
+        // A value arriving after the cancel does not win over it.
+        completion.resolve(5);
+        break;
+    case CancelCase::afterCompletion:
+        ASSERT_TRUE(runUntil([&] { return completion.hasWaiter(); }));
+        completion.resolve(5);
+        handle.cancel();
+        break;
+    }
+    ASSERT_TRUE(runUntil([&] { return outcome.finished; }));
+    EXPECT_EQ(outcome.cancelled, c.expectCancelled);
+    EXPECT_EQ(outcome.value, c.expectValue);
+    EXPECT_TRUE(handle.isCancelled());
+    EXPECT_TRUE(runUntil([&] { return handle.isFinished(); }));
+}
+
+INSTANTIATE_TEST_SUITE_P(Runtime, CancellationTiming,
+                         ::testing::Values(CancelCase{"beforeStart", CancelCase::beforeStart, true, std::nullopt},
+                                           CancelCase{"whileWaiting", CancelCase::whileWaiting, true, std::nullopt},
+                                           CancelCase{"afterCompletion", CancelCase::afterCompletion, false, 5}),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST(TaskRuntime, CheckCancellationThrowsOnlyWhenCancelled)
+{
+    Outcome running, cancelled;
+    spawn(observe(checksThenReturns(), &running));
+    spawn(observe(checksThenReturns(), &cancelled)).cancel();
+    ASSERT_TRUE(runUntil([&] { return running.finished && cancelled.finished; }));
+    EXPECT_EQ(running.value, 7);
+    EXPECT_TRUE(cancelled.cancelled);
+}
+
+TEST(TaskRuntime, ErrorsTravelThroughNestedTasksAfterASuspension)
+{
+    Completion<int> completion;
+    Outcome outcome;
+    spawn(observe(nestedThrow(completion), &outcome));
+    ASSERT_TRUE(runUntil([&] { return completion.hasWaiter(); }));
+    completion.resolve(1);
+    ASSERT_TRUE(outcome.finished);  // a resolution resumes the waiter directly
+    EXPECT_EQ(outcome.error, QStringLiteral("inner failure"));
+    EXPECT_FALSE(outcome.value);
+}
+
+TEST(TaskRuntime, FailedCompletionRethrowsItsError)
+{
+    Completion<int> completion;
+    completion.fail(std::make_exception_ptr(std::logic_error("bad answer")));
+    completion.resolve(3);  // the first outcome wins
+    EXPECT_THROW(runTask(waitFor(completion)), std::logic_error);
+}
+
+TEST(TaskRuntime, CancellationHandlersRunOnceAndOnlyWhileRegistered)
+{
+    auto state = std::make_shared<CancellationState>();
+    int fired = 0, released = 0;
+    CancellationHandler kept(state, [&] { ++fired; });
+    { CancellationHandler dropped(state, [&] { ++released; }); }
+    state->cancel();
+    state->cancel();
+    EXPECT_EQ(fired, 1);
+    EXPECT_EQ(released, 0);
+    // Registering on a cancelled state runs at once.
+    CancellationHandler late(state, [&] { ++fired; });
+    EXPECT_EQ(fired, 2);
+}
+
+namespace {
+Task<int> sleeper(Duration duration)
+{
+    co_await sleepFor(duration);
+    co_return 1;
+}
+}  // namespace
+
+TEST(TaskRuntime, SleepFollowsTheInstalledClock)
+{
+    ManualTimerSource clock;
+    Outcome outcome;
+    spawn(observe(sleeper(2s), &outcome));
+    drainEvents();
+    clock.advance(1999ms);
+    drainEvents();
+    EXPECT_FALSE(outcome.finished);
+    clock.advance(1ms);
+    EXPECT_TRUE(runUntil([&] { return outcome.finished; }));
+    EXPECT_EQ(outcome.value, 1);
+}
+
+TEST(TaskRuntime, CancelledSleepEndsAtOnceAndReleasesItsTimer)
+{
+    ManualTimerSource clock;
+    Outcome outcome;
+    TaskHandle handle = spawn(observe(sleeper(1h), &outcome));
+    drainEvents();
+    ASSERT_EQ(clock.pendingTimers(), 1u);
+    handle.cancel();
+    ASSERT_TRUE(runUntil([&] { return outcome.finished; }));
+    EXPECT_TRUE(outcome.cancelled);
+    EXPECT_EQ(clock.pendingTimers(), 0u);
+}
+
+TEST(TaskRuntime, RealSleepWaitsOnTheMonotonicClock)
+{
+    const auto before = Clock::now();
+    runTask(sleeper(30ms));
+    EXPECT_GE(Clock::now() - before, 30ms);
+}
+
+TEST(TaskRuntime, RepeatingTimerTicksUntilDestroyed)
+{
+    ManualTimerSource clock;
+    int ticks = 0;
+    auto timer = std::make_unique<RepeatingTimer>(400ms, 80ms, [&] { ++ticks; });
+    EXPECT_EQ(clock.nextTolerance(), 80ms);
+    clock.advance(1200ms);
+    EXPECT_EQ(ticks, 3);
+    timer.reset();
+    clock.advance(1200ms);
+    EXPECT_EQ(ticks, 3);
+}
+
+namespace {
+class Owner : public QObject {
+public:
+    int reports = 0;
+};
+
+Task<void> reportLater(QPointer<Owner> owner, Completion<int> completion, bool* ran)
+{
+    co_await completion.wait();
+    *ran = true;
+    if (owner)
+        ++owner->reports;
+}
+}  // namespace
+
+TEST(TaskRuntime, TaskWithDestroyedOwnerReportsNothing)
+{
+    auto* owner = new Owner;
+    Completion<int> completion;
+    bool ran = false;
+    spawn(reportLater(QPointer<Owner>(owner), completion, &ran));
+    ASSERT_TRUE(runUntil([&] { return completion.hasWaiter(); }));
+    delete owner;
+    completion.resolve(1);
+    EXPECT_TRUE(ran);  // it ran to its end without touching the dead owner
+}
+
+namespace {
+Task<int> threadID(Qt::HANDLE* seen)
+{
+    co_return co_await runOffMainThread([seen] {
+        *seen = QThread::currentThreadId();
+        return 42;
+    });
+}
+
+Task<int> failingOffThread()
+{
+    co_return co_await runOffMainThread([]() -> int { throw std::runtime_error("worker failed"); });
+}
+}  // namespace
+
+TEST(TaskRuntime, BlockingWorkRunsOffTheMainThreadAndResumesOnIt)
+{
+    Qt::HANDLE worker = nullptr;
+    EXPECT_EQ(runTask(threadID(&worker)), 42);
+    EXPECT_NE(worker, QThread::currentThreadId());
+    EXPECT_THROW(runTask(failingOffThread()), std::runtime_error);
+}
+
+TEST(TaskRuntime, CancellingBlockingWorkEndsTheWaitWithoutWaitingForTheWorker)
+{
+    // Shared, so that the worker never reads a flag from a stack frame that has gone.
+    auto release = std::make_shared<std::atomic<bool>>(false);
+    struct Release {
+        std::shared_ptr<std::atomic<bool>> flag;
+        ~Release() { *flag = true; }
+    } releaseAtEnd{release};
+    Outcome outcome;
+    auto handle = spawn(observe(runOffMainThread([release] {
+                                    while (!*release)
+                                        QThread::msleep(1);
+                                    return 1;
+                                }),
+                                &outcome));
+    drainEvents();
+    handle.cancel();
+    ASSERT_TRUE(runUntil([&] { return outcome.finished; }));
+    EXPECT_TRUE(outcome.cancelled);
+}
