@@ -1,1 +1,275 @@
-int main(){}
+// brindlet-cli: the generation spine without a window. It assembles the same prompt the
+// application would send, runs it through the same provider service, and lists Ollama models.
+
+#include "AIProviderService.h"
+#include "CommandRules.h"
+#include "DescribedError.h"
+#include "Prompt.h"
+#include "ProviderError.h"
+#include "Runtime.h"
+#include "SettingsStore.h"
+
+#include <QCommandLineParser>
+#include <QCoreApplication>
+#include <QFile>
+#include <QStringDecoder>
+#include <QTimer>
+
+#include <cstdio>
+#include <optional>
+
+using namespace brindlet;
+
+namespace {
+
+constexpr int exitFailure = 1;
+constexpr int exitUsage = 2;
+
+void writeOut(FILE* stream, const QString& text)
+{
+    const QByteArray bytes = text.toUtf8();
+    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stream);
+    std::fflush(stream);
+}
+
+// A failure of the user's input, reported with a usage exit code.
+struct UsageError {
+    QString message;
+};
+
+struct Request {
+    QString direction;
+    std::optional<Preset> preset;
+    std::optional<QString> selection;
+};
+
+QStringList presetNames(const QList<Preset>& presets)
+{
+    QStringList names;
+    for (const Preset& preset : presets)
+        names << preset.name;
+    return names;
+}
+
+std::optional<Preset> findPreset(const QString& name, const QList<Preset>& presets)
+{
+    for (const Preset& preset : presets) {
+        if (preset.name == name)
+            return preset;
+    }
+    throw UsageError{QStringLiteral("No preset is named \"%1\". Presets: %2.")
+                         .arg(name, presetNames(presets).join(QStringLiteral(", ")))};
+}
+
+QString readSelection(const QString& source)
+{
+    QFile file;
+    const bool opened = source == QLatin1String("-") ? file.open(stdin, QIODevice::ReadOnly)
+                                                      : (file.setFileName(source), file.open(QIODevice::ReadOnly));
+    if (!opened)
+        throw UsageError{QStringLiteral("Cannot read the selection from %1: %2").arg(source, file.errorString())};
+    const QByteArray bytes = file.readAll();
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    QString text = decoder.decode(bytes);
+    if (decoder.hasError())
+        throw UsageError{QStringLiteral("The selection in %1 is not UTF-8 text.").arg(source)};
+    return text;
+}
+
+Request readRequest(const QCommandLineParser& parser, const SettingsStore& settings)
+{
+    Request request;
+    request.direction = parser.value(QStringLiteral("instruction")).trimmed();
+    const QList<Preset> presets = Preset::builtIns() + settings.customPresets();
+    if (parser.isSet(QStringLiteral("preset")))
+        request.preset = findPreset(parser.value(QStringLiteral("preset")), presets);
+    if (parser.isSet(QStringLiteral("selection"))) {
+        // A capture never yields empty text: an empty file is no selection at all.
+        const QString text = readSelection(parser.value(QStringLiteral("selection")));
+        if (!text.isEmpty())
+            request.selection = text;
+    }
+    const CommandSource source{request.selection, request.selection.value_or(QString())};
+    if (auto refusal = commandRefusal(request.preset, request.direction, source))
+        throw UsageError{*refusal};
+    request.selection = commandSelectedText(request.preset, source);
+    return request;
+}
+
+QString assembled(const Request& request)
+{
+    return assemblePrompt(request.direction, request.preset, request.selection);
+}
+
+// What the user can do about a provider failure, beyond the provider's own words.
+QString hintFor(const std::exception_ptr& error, ProviderKind provider, const ProviderConfiguration& configuration)
+{
+    if (provider != ProviderKind::ollama)
+        return QStringLiteral("Use --provider ollama with a running Ollama server.");
+    try {
+        std::rethrow_exception(error);
+    } catch (const ProviderError& providerError) {
+        if (providerError.kind() == ProviderError::Kind::invalidURL)
+            return QStringLiteral("Pass an address such as --ollama-url http://127.0.0.1:11434.");
+        if (providerError.kind() == ProviderError::Kind::unavailable
+            && providerError.payload().startsWith(QStringLiteral("Ollama is running, but no models")))
+            return QStringLiteral("Install one with `ollama pull llama3.2`, or pass --ollama-model NAME.");
+        return {};
+    } catch (const PlatformError&) {
+        return QStringLiteral("Is Ollama running at %1? Start it with `ollama serve`, install a model with "
+                              "`ollama pull llama3.2`, or pass --ollama-url.")
+            .arg(configuration.ollamaURL);
+    } catch (...) {
+        return {};
+    }
+}
+
+Task<void> printPreview(QString text, QString* shown)
+{
+    // Previews are the whole text so far; print only what is new when it extends what was shown.
+    if (text.startsWith(*shown))
+        writeOut(stderr, text.mid(shown->size()));
+    else
+        writeOut(stderr, QStringLiteral("\n") + text);
+    *shown = text;
+    co_return;
+}
+
+void reportFailure(const std::exception_ptr& error, ProviderKind provider, const ProviderConfiguration& configuration)
+{
+    writeOut(stderr, QStringLiteral("brindlet-cli: %1\n").arg(describe(error)));
+    if (const QString hint = hintFor(error, provider, configuration); !hint.isEmpty())
+        writeOut(stderr, hint + QLatin1Char('\n'));
+}
+
+// Like the application, fall back to the first installed model when none is chosen.
+Task<void> chooseFirstModelIfNone(AIProviding* providers, ProviderConfiguration* configuration)
+{
+    if (!configuration->ollamaModel.isEmpty())
+        co_return;
+    const QStringList models = co_await providers->ollamaModels(configuration->ollamaURL);
+    if (models.isEmpty())
+        throw ProviderError::unavailable(QStringLiteral("Ollama is running, but no models are installed."));
+    configuration->ollamaModel = models.first();
+    writeOut(stderr, QStringLiteral("Using the Ollama model %1.\n").arg(models.first()));
+}
+
+Task<void> runGenerate(AIProviding* providers, QString prompt, ProviderKind provider,
+                       ProviderConfiguration configuration, int* exitCode)
+{
+    QString shown;
+    PartialTextHandler onPartialText = [&shown](QString text) { return printPreview(std::move(text), &shown); };
+    try {
+        if (provider == ProviderKind::ollama)
+            co_await chooseFirstModelIfNone(providers, &configuration);
+        const QString text = co_await providers->generate(prompt, provider, configuration, onPartialText);
+        if (!shown.isEmpty())
+            writeOut(stderr, QStringLiteral("\n"));
+        writeOut(stdout, text + QLatin1Char('\n'));
+        *exitCode = 0;
+    } catch (...) {
+        if (!shown.isEmpty())
+            writeOut(stderr, QStringLiteral("\n"));
+        reportFailure(std::current_exception(), provider, configuration);
+        *exitCode = exitFailure;
+    }
+    QCoreApplication::exit(*exitCode);
+}
+
+Task<void> runModels(AIProviding* providers, ProviderConfiguration configuration, int* exitCode)
+{
+    try {
+        const QStringList models = co_await providers->ollamaModels(configuration.ollamaURL);
+        for (const QString& name : models)
+            writeOut(stdout, name + QLatin1Char('\n'));
+        if (models.isEmpty())
+            writeOut(stderr, QStringLiteral("Ollama is running, but no models are installed.\n"));
+        *exitCode = 0;
+    } catch (...) {
+        reportFailure(std::current_exception(), ProviderKind::ollama, configuration);
+        *exitCode = exitFailure;
+    }
+    QCoreApplication::exit(*exitCode);
+}
+
+const char* usage =
+    "Usage:\n"
+    "  brindlet-cli prompt   [--preset NAME] [--instruction TEXT] [--selection FILE|-]\n"
+    "  brindlet-cli generate [--preset NAME] [--instruction TEXT] [--selection FILE|-]\n"
+    "                        [--provider NAME] [--ollama-url URL] [--ollama-model NAME] [--show-prompt]\n"
+    "  brindlet-cli models   [--ollama-url URL]\n";
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("brindlet-cli"));
+
+    QCommandLineParser parser;
+    parser.addOptions({
+        {QStringLiteral("preset"), QStringLiteral("A preset by its exact name."), QStringLiteral("NAME")},
+        {QStringLiteral("instruction"), QStringLiteral("The direction to the model."), QStringLiteral("TEXT")},
+        {QStringLiteral("selection"), QStringLiteral("Selected text from a file, or - for standard input."),
+         QStringLiteral("FILE")},
+        {QStringLiteral("provider"), QStringLiteral("ollama, claude, codex, cursor or gemini."), QStringLiteral("NAME")},
+        {QStringLiteral("ollama-url"), QStringLiteral("The Ollama server's address."), QStringLiteral("URL")},
+        {QStringLiteral("ollama-model"), QStringLiteral("The Ollama model."), QStringLiteral("NAME")},
+        {QStringLiteral("show-prompt"), QStringLiteral("Print the prompt to standard error before sending it.")},
+    });
+    parser.addPositionalArgument(QStringLiteral("command"), QStringLiteral("prompt, generate or models"));
+    if (!parser.parse(QCoreApplication::arguments())) {
+        writeOut(stderr, QStringLiteral("brindlet-cli: %1\n").arg(parser.errorText()) + QString::fromLatin1(usage));
+        return exitUsage;
+    }
+    const QStringList positional = parser.positionalArguments();
+    const QString command = positional.value(0);
+    if (positional.size() != 1 || !QStringList{u"prompt"_qs, u"generate"_qs, u"models"_qs}.contains(command)) {
+        writeOut(stderr, QString::fromLatin1(usage));
+        return exitUsage;
+    }
+
+    SettingsStore settings;
+    ProviderConfiguration configuration{settings.ollamaURL(), settings.ollamaModel()};
+    if (parser.isSet(QStringLiteral("ollama-url")))
+        configuration.ollamaURL = parser.value(QStringLiteral("ollama-url"));
+    if (parser.isSet(QStringLiteral("ollama-model")))
+        configuration.ollamaModel = parser.value(QStringLiteral("ollama-model")).trimmed();
+    ProviderKind provider = settings.defaultProvider();
+    if (parser.isSet(QStringLiteral("provider"))) {
+        const auto kind = providerKindFromWireName(parser.value(QStringLiteral("provider")));
+        if (!kind) {
+            writeOut(stderr, QStringLiteral("brindlet-cli: unknown provider \"%1\"; use ollama, claude, codex, cursor "
+                                            "or gemini.\n")
+                                 .arg(parser.value(QStringLiteral("provider"))));
+            return exitUsage;
+        }
+        provider = *kind;
+    }
+
+    AIProviderService providers;
+    int exitCode = exitFailure;
+    if (command == QLatin1String("models")) {
+        spawn(runModels(&providers, configuration, &exitCode));
+        app.exec();
+        return exitCode;
+    }
+
+    Request request;
+    try {
+        request = readRequest(parser, settings);
+    } catch (const UsageError& error) {
+        writeOut(stderr, QStringLiteral("brindlet-cli: %1\n").arg(error.message));
+        return exitUsage;
+    }
+    const QString prompt = assembled(request);
+    if (command == QLatin1String("prompt")) {
+        writeOut(stdout, prompt);
+        return 0;
+    }
+    if (parser.isSet(QStringLiteral("show-prompt")))
+        writeOut(stderr, QStringLiteral("Prompt sent to %1:\n%2\n\n").arg(displayName(provider), prompt));
+    spawn(runGenerate(&providers, prompt, provider, configuration, &exitCode));
+    app.exec();
+    return exitCode;
+}

@@ -1,6 +1,7 @@
 #include "AppModel.h"
 
 #include "AnalyticsWords.h"
+#include "CommandRules.h"
 #include "DescribedError.h"
 #include "Prompt.h"
 
@@ -349,21 +350,10 @@ void AppModel::generate(const std::optional<Preset>& presetArgument)
         return;
     const std::optional<Preset> preset = presetArgument ? presetArgument : selectedPreset();
     const QString direction = instruction_.trimmed();
-    const bool needsSelection = preset && preset->input == PresetInput::selectionRequired;
-
-    if (preset && preset->id == Preset::translateID && direction.isEmpty())
-        return setStatusMessage(QStringLiteral("Enter the target language, then generate."));
-    if (needsSelection && !(snapshot_ && snapshot_->hasText()))
-        return setStatusMessage(QStringLiteral("Select text in another app, then choose this action."));
-    if (needsSelection && workingSourceText_.trimmed().isEmpty())
-        return setStatusMessage(QStringLiteral("Add source text or revert to the captured selection."));
-    if (direction.isEmpty() && (!preset || preset->instruction.trimmed().isEmpty()))
-        return setStatusMessage(QStringLiteral("Describe what you want Brindlet to write or do."));
-
-    std::optional<QString> selectedText;
-    const bool sendsSelection = !(preset && preset->input == PresetInput::newContent) && snapshot_ && snapshot_->text;
-    if (sendsSelection)
-        selectedText = workingSourceText_;
+    const CommandSource source{snapshot_ ? snapshot_->text : std::nullopt, workingSourceText_};
+    if (auto refusal = commandRefusal(preset, direction, source))
+        return setStatusMessage(*refusal);
+    const std::optional<QString> selectedText = commandSelectedText(preset, source);
 
     GenerationRequest request;
     request.id = QUuid::createUuid();

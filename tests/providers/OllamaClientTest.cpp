@@ -4,8 +4,6 @@
 #include "OllamaClient.h"
 #include "ProviderError.h"
 
-#include <QTcpServer>
-
 #include "Printers.h"
 
 #include <gtest/gtest.h>
@@ -192,12 +190,8 @@ TEST(OllamaEndpoint, KeepsABasePathAndAddsOneSlash)
 
 TEST_F(OllamaClientTest, ConnectionFailureGivesThePlatformWords)
 {
-    QTcpServer probe;
-    ASSERT_TRUE(probe.listen(QHostAddress::LocalHost, 0));
-    const quint16 closedPort = probe.serverPort();
-    probe.close();
-    const QString error = errorOf(
-        generateCollecting(&client, u"p"_qs, {u"http://127.0.0.1:%1"_qs.arg(closedPort), u"m"_qs}, &collected));
+    const QString error = errorOf(generateCollecting(
+        &client, u"p"_qs, {u"http://127.0.0.1:%1"_qs.arg(closedLoopbackPort()), u"m"_qs}, &collected));
     EXPECT_EQ(error, u"Connection refused"_qs);
 }
 

@@ -43,6 +43,14 @@ FakeResponse FakeResponse::json(int status, const QByteArray& body)
     return response;
 }
 
+quint16 closedLoopbackPort()
+{
+    QTcpServer probe;
+    if (!probe.listen(QHostAddress::LocalHost, 0))
+        qFatal("no free loopback port");
+    return probe.serverPort();  // closed when the probe goes
+}
+
 FakeOllamaServer::FakeOllamaServer()
 {
     connect(&server_, &QTcpServer::newConnection, this, [this] { accept(); });

@@ -44,6 +44,9 @@ struct FakeResponse {
     static FakeResponse json(int status, const QByteArray& body);
 };
 
+// A loopback port that nothing listens on, for connection failures.
+quint16 closedLoopbackPort();
+
 class FakeOllamaServer : public QObject {
 public:
     using Handler = std::function<FakeResponse(const RecordedRequest&)>;

@@ -1,0 +1,115 @@
+#include "EventLoop.h"
+#include "FakeOllamaServer.h"
+#include "Printers.h"
+#include "Prompt.h"
+
+#include <QProcess>
+#include <QTemporaryFile>
+
+#include <gtest/gtest.h>
+
+using namespace brindlet;
+using namespace brindlet::test;
+using namespace std::chrono_literals;
+
+namespace {
+
+struct CliRun {
+    int exitCode = -1;
+    QByteArray out;
+    QByteArray err;
+};
+
+// Runs the client while this process keeps serving the fake Ollama server.
+CliRun runCli(const QStringList& arguments, const QByteArray& input = {})
+{
+    QProcess process;
+    process.start(QStringLiteral(BRINDLET_CLI_PATH), arguments);
+    process.write(input);
+    process.closeWriteChannel();
+    runUntil([&] { return process.state() == QProcess::NotRunning; }, 20s);
+    return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
+}
+
+TEST(BrindletCli, PromptPrintsTheAssembledBytesExactly)
+{
+    QString selection = u"He said \"no\" \\ path/to\nnext 😀 café\t"_qs;
+    for (int i = 0; i < 15; ++i)
+        selection += selection;  // about a megabyte
+    const CliRun run = runCli({u"prompt"_qs, u"--preset"_qs, u"Translate"_qs, u"--instruction"_qs, u" French "_qs,
+                               u"--selection"_qs, u"-"_qs},
+                              selection.toUtf8());
+    EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
+    EXPECT_EQ(run.out, assemblePrompt(u"French"_qs, Preset::builtIn(u"Translate"_qs), selection).toUtf8());
+}
+
+struct RefusalCase {
+    const char* name;
+    QStringList arguments;
+    QByteArray expectedError;
+};
+BRINDLET_PRINT_CASE_NAME(RefusalCase)
+
+class CliRefusals : public ::testing::TestWithParam<RefusalCase> {};
+
+TEST_P(CliRefusals, ExplainAndExitWithUsage)
+{
+    const CliRun run = runCli(GetParam().arguments);
+    EXPECT_EQ(run.exitCode, 2);
+    EXPECT_TRUE(run.out.isEmpty());
+    EXPECT_TRUE(run.err.contains(GetParam().expectedError)) << run.err.toStdString();
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Cli, CliRefusals,
+    ::testing::Values(
+        RefusalCase{"translateWithoutLanguage", {u"prompt"_qs, u"--preset"_qs, u"Translate"_qs},
+                    "Enter the target language, then generate."},
+        RefusalCase{"summarizeWithoutSelection", {u"prompt"_qs, u"--preset"_qs, u"Summarize"_qs},
+                    "Select text in another app, then choose this action."},
+        RefusalCase{"nothingToDo", {u"generate"_qs}, "Describe what you want Brindlet to write or do."},
+        RefusalCase{"unknownPreset", {u"prompt"_qs, u"--preset"_qs, u"fix writing"_qs},
+                    "No preset is named \"fix writing\". Presets: Write, Summarize, Fix Writing"},
+        RefusalCase{"unknownProvider", {u"generate"_qs, u"--provider"_qs, u"gpt"_qs}, "unknown provider \"gpt\""},
+        RefusalCase{"missingSelectionFile", {u"prompt"_qs, u"--instruction"_qs, u"x"_qs, u"--selection"_qs,
+                                             u"/nonexistent/file"_qs},
+                    "Cannot read the selection from /nonexistent/file"},
+        RefusalCase{"noCommand", {}, "Usage:"}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST(BrindletCli, GenerateStreamsPreviewsAndPrintsTheTrimmedResult)
+{
+    FakeOllamaServer server;
+    server.setHandler([](const RecordedRequest& request) {
+        if (request.path == "/api/tags")
+            return FakeResponse::json(200, "{\"models\":[{\"name\":\"llama3.2\"},{\"name\":\"Qwen\"}]}");
+        return FakeResponse::stream({u"Their going"_qs, u" → They're going"_qs, u"\n"_qs}, 5ms);
+    });
+    const CliRun run = runCli({u"generate"_qs, u"--preset"_qs, u"Fix Writing"_qs, u"--selection"_qs, u"-"_qs,
+                               u"--ollama-url"_qs, server.baseURL()},
+                              "Their going");
+    EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
+    EXPECT_EQ(run.out, QByteArray("Their going → They're going\n"));
+    EXPECT_TRUE(run.err.contains("Using the Ollama model Qwen.")) << run.err.toStdString();
+    EXPECT_TRUE(run.err.contains("Their going → They're going")) << run.err.toStdString();
+    ASSERT_EQ(server.requests().size(), 2);
+    EXPECT_TRUE(server.requests()[1].body.startsWith("{\"model\":\"Qwen\",\"prompt\":"));
+}
+
+TEST(BrindletCli, GenerateFailureGivesTheProviderWordsAndAHint)
+{
+    FakeOllamaServer server;
+    server.respondWith(FakeResponse::lines({"{\"error\":\"model 'ghost' not found\"}"}));
+    CliRun run = runCli({u"generate"_qs, u"--instruction"_qs, u"Write a haiku"_qs, u"--ollama-url"_qs,
+                         server.baseURL(), u"--ollama-model"_qs, u"ghost"_qs});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_TRUE(run.out.isEmpty());
+    EXPECT_EQ(run.err, QByteArray("brindlet-cli: model 'ghost' not found\n"));
+
+    run = runCli({u"generate"_qs, u"--instruction"_qs, u"Write"_qs, u"--ollama-url"_qs,
+                  u"http://127.0.0.1:%1"_qs.arg(closedLoopbackPort())});
+    EXPECT_EQ(run.exitCode, 1);
+    EXPECT_TRUE(run.err.contains("brindlet-cli: Connection refused\nIs Ollama running at")) << run.err.toStdString();
+}
+
+}  // namespace
