@@ -7,6 +7,7 @@
 #include <QTimer>
 
 #include <map>
+#include <unordered_set>
 
 Q_LOGGING_CATEGORY(lcTasks, "com.brindlet.native.Tasks")
 
@@ -14,14 +15,22 @@ namespace brindlet {
 
 void postToMainThread(std::function<void()> fn)
 {
-    auto* app = QCoreApplication::instance();
-    Q_ASSERT_X(app, "postToMainThread", "needs a QCoreApplication");
-    QMetaObject::invokeMethod(app, std::move(fn), Qt::QueuedConnection);
+    // Without an application object there is no loop left to run it: a worker that finishes
+    // during shut-down is simply not heard.
+    if (auto* app = QCoreApplication::instance())
+        QMetaObject::invokeMethod(app, std::move(fn), Qt::QueuedConnection);
 }
 
 // ---- spawn ----
 
 namespace {
+
+// Every spawned task that has not finished, so that shut-down can cancel them all.
+std::unordered_set<detail::SpawnState*>& liveTasks()
+{
+    static std::unordered_set<detail::SpawnState*> tasks;
+    return tasks;
+}
 
 // A self-destroying root coroutine that owns the spawned task.
 struct Detached {
@@ -46,6 +55,7 @@ Detached runDetached(Task<void> task, std::shared_ptr<detail::SpawnState> state)
         qCWarning(lcTasks) << "A task ended with an unhandled error.";
     }
     state->finished = true;
+    liveTasks().erase(state.get());
 }
 
 }  // namespace
@@ -70,9 +80,19 @@ TaskHandle spawn(Task<void> task)
     auto state = std::make_shared<detail::SpawnState>();
     auto root = runDetached(std::move(task), state);
     root.handle.promise().cancellation = state->cancellation;
+    liveTasks().insert(state.get());
     postToMainThread([handle = root.handle] { handle.resume(); });
     return TaskHandle(state);
 }
+
+void cancelAllTasks()
+{
+    const auto tasks = liveTasks();
+    for (detail::SpawnState* task : tasks)
+        task->cancellation->cancel();
+}
+
+size_t liveTaskCount() { return liveTasks().size(); }
 
 // ---- timers ----
 

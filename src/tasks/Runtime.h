@@ -47,6 +47,11 @@ private:
 // a CancellationError that escapes it ends it quietly, any other escaping error is logged.
 TaskHandle spawn(Task<void> task);
 
+// Cancels every spawned task that is still running; they unwind on the next turns of the loop.
+// For shut-down, and for tests that must not leave tasks behind.
+void cancelAllTasks();
+size_t liveTaskCount();
+
 // The source of time for sleeps and repeating timers. The real one uses QTimer on the
 // monotonic clock; tests install a manual one to step time without waiting.
 class TimerSource {

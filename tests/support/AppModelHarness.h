@@ -27,6 +27,14 @@ struct AppModelHarness {
             AppServices{&settings, &accessibility, &selection, &provider, &hotKeys, &analytics, &windows});
     }
 
+    // Nothing a test started outlives it: cancelled tasks unwind before the doubles go.
+    ~AppModelHarness()
+    {
+        model.reset();
+        cancelAllTasks();
+        drainEvents();
+    }
+
     static SelectionSnapshot snapshot(std::optional<QString> text, bool settable = true)
     {
         auto target = std::make_shared<SelectionTarget>();

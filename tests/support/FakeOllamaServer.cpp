@@ -130,6 +130,8 @@ void FakeOllamaServer::writeChunks(QTcpSocket* socket, FakeResponse response, si
         }
         socket->write(QByteArray::number(chunk.bytes.size(), 16) + "\r\n" + chunk.bytes + "\r\n");
         socket->flush();
+        if (chunkWritten_)
+            chunkWritten_(index);
         ++index;
     }
     if (response.hang)

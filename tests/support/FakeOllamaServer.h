@@ -61,6 +61,9 @@ public:
     // Convenience: the same answer for every request.
     void respondWith(FakeResponse response);
 
+    // Called right after each body chunk is handed to the socket, with its index.
+    void setChunkWritten(std::function<void(size_t)> callback) { chunkWritten_ = std::move(callback); }
+
     const QList<RecordedRequest>& requests() const { return requests_; }
     int openConnections() const { return openConnections_; }
     int droppedByClient() const { return droppedByClient_; }
@@ -72,6 +75,7 @@ private:
 
     QTcpServer server_;
     Handler handler_;
+    std::function<void(size_t)> chunkWritten_;
     QList<RecordedRequest> requests_;
     int openConnections_ = 0;
     int droppedByClient_ = 0;
