@@ -40,7 +40,7 @@ Task<void> generateOnce(OllamaClient* client, qint64* firstPreviewAt, QElapsedTi
         return [](QString) -> Task<void> { co_return; }(QString());
     };
     // A braced temporary inside a co_await expression is destroyed twice by g++ 12: use locals.
-    const ProviderConfiguration configuration{server().baseURL(), QStringLiteral("llama3.2")};
+    const ProviderConfiguration configuration { server().baseURL(), QStringLiteral("llama3.2") };
     const QString prompt = QStringLiteral("Write");
     try {
         co_await client->generate(prompt, configuration, onPartialText);
@@ -73,7 +73,7 @@ struct RawRead {
         const QByteArray body = "{\"model\":\"llama3.2\",\"prompt\":\"Write\",\"stream\":true}";
         socket.write("POST /api/generate HTTP/1.1\r\nHost: 127.0.0.1\r\nContent-Type: application/json\r\n"
                      "Content-Length: "
-                     + QByteArray::number(body.size()) + "\r\n\r\n" + body);
+            + QByteArray::number(body.size()) + "\r\n\r\n" + body);
     }
 };
 
@@ -154,17 +154,17 @@ void rawLongStream(benchmark::State& state)
 }
 BENCHMARK(rawLongStream)->Unit(benchmark::kMillisecond)->Iterations(20);
 
-}  // namespace
+} // namespace
 
 int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
     benchmark::Initialize(&argc, argv);
     brindlet::bench::RatioReporter reporter;
-    reporter.addRatio("first chunk to first preview vs raw socket first line", "clientFirstPreview/iterations:300/manual_time",
-                      "rawFirstLine/iterations:300/manual_time");
+    reporter.addRatio("first chunk to first preview vs raw socket first line",
+        "clientFirstPreview/iterations:300/manual_time", "rawFirstLine/iterations:300/manual_time");
     reporter.addRatio("2000-chunk stream through the client vs raw socket read", "clientLongStream/iterations:20",
-                      "rawLongStream/iterations:20");
+        "rawLongStream/iterations:20");
     benchmark::RunSpecifiedBenchmarks(&reporter);
     benchmark::Shutdown();
 }

@@ -48,7 +48,7 @@ void assembleMebibytePrompt(benchmark::State& state)
 }
 BENCHMARK(assembleMebibytePrompt)->Unit(benchmark::kMicrosecond);
 
-}  // namespace
+} // namespace
 
 int main(int argc, char** argv)
 {

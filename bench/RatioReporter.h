@@ -18,7 +18,7 @@ public:
     // subject / baseline, printed with a label once every run is in.
     void addRatio(std::string label, std::string subject, std::string baseline)
     {
-        ratios_.push_back({std::move(label), std::move(subject), std::move(baseline)});
+        ratios_.push_back({ std::move(label), std::move(subject), std::move(baseline) });
     }
 
     void ReportRuns(const std::vector<Run>& runs) override
@@ -37,7 +37,7 @@ public:
             if (!times_.count(subject) || !times_.count(baseline) || times_[baseline] <= 0)
                 continue;
             std::printf("ratio  %-55s %8.2f  (%s / %s)\n", label.c_str(), times_[subject] / times_[baseline],
-                        subject.c_str(), baseline.c_str());
+                subject.c_str(), baseline.c_str());
         }
     }
 
@@ -49,4 +49,4 @@ private:
     std::map<std::string, double> times_;
 };
 
-}  // namespace brindlet::bench
+} // namespace brindlet::bench

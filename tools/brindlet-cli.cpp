@@ -57,22 +57,22 @@ std::optional<Preset> findPreset(const QString& name, const QList<Preset>& prese
         if (preset.name == name)
             return preset;
     }
-    throw UsageError{QStringLiteral("No preset is named \"%1\". Presets: %2.")
-                         .arg(name, presetNames(presets).join(QStringLiteral(", ")))};
+    throw UsageError { QStringLiteral("No preset is named \"%1\". Presets: %2.")
+                           .arg(name, presetNames(presets).join(QStringLiteral(", "))) };
 }
 
 QString readSelection(const QString& source)
 {
     QFile file;
     const bool opened = source == QLatin1String("-") ? file.open(stdin, QIODevice::ReadOnly)
-                                                      : (file.setFileName(source), file.open(QIODevice::ReadOnly));
+                                                     : (file.setFileName(source), file.open(QIODevice::ReadOnly));
     if (!opened)
-        throw UsageError{QStringLiteral("Cannot read the selection from %1: %2").arg(source, file.errorString())};
+        throw UsageError { QStringLiteral("Cannot read the selection from %1: %2").arg(source, file.errorString()) };
     const QByteArray bytes = file.readAll();
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
     QString text = decoder.decode(bytes);
     if (decoder.hasError())
-        throw UsageError{QStringLiteral("The selection in %1 is not UTF-8 text.").arg(source)};
+        throw UsageError { QStringLiteral("The selection in %1 is not UTF-8 text.").arg(source) };
     return text;
 }
 
@@ -89,9 +89,9 @@ Request readRequest(const QCommandLineParser& parser, const SettingsStore& setti
         if (!text.isEmpty())
             request.selection = text;
     }
-    const CommandSource source{request.selection, request.selection.value_or(QString())};
+    const CommandSource source { request.selection, request.selection.value_or(QString()) };
     if (auto refusal = commandRefusal(request.preset, request.direction, source))
-        throw UsageError{*refusal};
+        throw UsageError { *refusal };
     request.selection = commandSelectedText(request.preset, source);
     return request;
 }
@@ -154,8 +154,8 @@ Task<void> chooseFirstModelIfNone(AIProviding* providers, ProviderConfiguration*
     writeOut(stderr, QStringLiteral("Using the Ollama model %1.\n").arg(models.first()));
 }
 
-Task<void> runGenerate(AIProviding* providers, QString prompt, ProviderKind provider,
-                       ProviderConfiguration configuration, int* exitCode)
+Task<void> runGenerate(
+    AIProviding* providers, QString prompt, ProviderKind provider, ProviderConfiguration configuration, int* exitCode)
 {
     QString shown;
     PartialTextHandler onPartialText = [&shown](QString text) { return printPreview(std::move(text), &shown); };
@@ -192,14 +192,14 @@ Task<void> runModels(AIProviding* providers, ProviderConfiguration configuration
     QCoreApplication::exit(*exitCode);
 }
 
-const char* usage =
-    "Usage:\n"
-    "  brindlet-cli prompt   [--preset NAME] [--instruction TEXT] [--selection FILE|-]\n"
-    "  brindlet-cli generate [--preset NAME] [--instruction TEXT] [--selection FILE|-]\n"
-    "                        [--provider NAME] [--ollama-url URL] [--ollama-model NAME] [--show-prompt]\n"
-    "  brindlet-cli models   [--ollama-url URL]\n";
+const char* usage
+    = "Usage:\n"
+      "  brindlet-cli prompt   [--preset NAME] [--instruction TEXT] [--selection FILE|-]\n"
+      "  brindlet-cli generate [--preset NAME] [--instruction TEXT] [--selection FILE|-]\n"
+      "                        [--provider NAME] [--ollama-url URL] [--ollama-model NAME] [--show-prompt]\n"
+      "  brindlet-cli models   [--ollama-url URL]\n";
 
-}  // namespace
+} // namespace
 
 int main(int argc, char** argv)
 {
@@ -208,14 +208,15 @@ int main(int argc, char** argv)
 
     QCommandLineParser parser;
     parser.addOptions({
-        {QStringLiteral("preset"), QStringLiteral("A preset by its exact name."), QStringLiteral("NAME")},
-        {QStringLiteral("instruction"), QStringLiteral("The direction to the model."), QStringLiteral("TEXT")},
-        {QStringLiteral("selection"), QStringLiteral("Selected text from a file, or - for standard input."),
-         QStringLiteral("FILE")},
-        {QStringLiteral("provider"), QStringLiteral("ollama, claude, codex, cursor or gemini."), QStringLiteral("NAME")},
-        {QStringLiteral("ollama-url"), QStringLiteral("The Ollama server's address."), QStringLiteral("URL")},
-        {QStringLiteral("ollama-model"), QStringLiteral("The Ollama model."), QStringLiteral("NAME")},
-        {QStringLiteral("show-prompt"), QStringLiteral("Print the prompt to standard error before sending it.")},
+        { QStringLiteral("preset"), QStringLiteral("A preset by its exact name."), QStringLiteral("NAME") },
+        { QStringLiteral("instruction"), QStringLiteral("The direction to the model."), QStringLiteral("TEXT") },
+        { QStringLiteral("selection"), QStringLiteral("Selected text from a file, or - for standard input."),
+            QStringLiteral("FILE") },
+        { QStringLiteral("provider"), QStringLiteral("ollama, claude, codex, cursor or gemini."),
+            QStringLiteral("NAME") },
+        { QStringLiteral("ollama-url"), QStringLiteral("The Ollama server's address."), QStringLiteral("URL") },
+        { QStringLiteral("ollama-model"), QStringLiteral("The Ollama model."), QStringLiteral("NAME") },
+        { QStringLiteral("show-prompt"), QStringLiteral("Print the prompt to standard error before sending it.") },
     });
     parser.addPositionalArgument(QStringLiteral("command"), QStringLiteral("prompt, generate or models"));
     if (!parser.parse(QCoreApplication::arguments())) {
@@ -224,13 +225,13 @@ int main(int argc, char** argv)
     }
     const QStringList positional = parser.positionalArguments();
     const QString command = positional.value(0);
-    if (positional.size() != 1 || !QStringList{u"prompt"_qs, u"generate"_qs, u"models"_qs}.contains(command)) {
+    if (positional.size() != 1 || !QStringList { u"prompt"_qs, u"generate"_qs, u"models"_qs }.contains(command)) {
         writeOut(stderr, QString::fromLatin1(usage));
         return exitUsage;
     }
 
     SettingsStore settings;
-    ProviderConfiguration configuration{settings.ollamaURL(), settings.ollamaModel()};
+    ProviderConfiguration configuration { settings.ollamaURL(), settings.ollamaModel() };
     if (parser.isSet(QStringLiteral("ollama-url")))
         configuration.ollamaURL = parser.value(QStringLiteral("ollama-url"));
     if (parser.isSet(QStringLiteral("ollama-model")))
@@ -239,9 +240,10 @@ int main(int argc, char** argv)
     if (parser.isSet(QStringLiteral("provider"))) {
         const auto kind = providerKindFromWireName(parser.value(QStringLiteral("provider")));
         if (!kind) {
-            writeOut(stderr, QStringLiteral("brindlet-cli: unknown provider \"%1\"; use ollama, claude, codex, cursor "
-                                            "or gemini.\n")
-                                 .arg(parser.value(QStringLiteral("provider"))));
+            writeOut(stderr,
+                QStringLiteral("brindlet-cli: unknown provider \"%1\"; use ollama, claude, codex, cursor "
+                               "or gemini.\n")
+                    .arg(parser.value(QStringLiteral("provider"))));
             return exitUsage;
         }
         provider = *kind;

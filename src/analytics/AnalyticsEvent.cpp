@@ -24,4 +24,4 @@ QString wireName(AnalyticsEventType type)
     return {};
 }
 
-}  // namespace brindlet
+} // namespace brindlet

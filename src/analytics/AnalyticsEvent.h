@@ -39,4 +39,4 @@ struct AnalyticsDimensions {
     friend bool operator==(const AnalyticsDimensions&, const AnalyticsDimensions&) = default;
 };
 
-}  // namespace brindlet
+} // namespace brindlet

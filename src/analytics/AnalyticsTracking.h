@@ -15,4 +15,4 @@ public:
     virtual Task<void> record(AnalyticsEventType type, AnalyticsDimensions dimensions) = 0;
 };
 
-}  // namespace brindlet
+} // namespace brindlet

@@ -14,8 +14,12 @@ QString analyticsAction(const GenerationRequest& request)
     if (!request.preset->isBuiltIn)
         return QStringLiteral("preset");
     static const std::pair<const char*, const char*> words[] = {
-        {"Fix Writing", "fix_writing"}, {"Rewrite", "rewrite"},     {"Summarize", "summarize"},
-        {"Explain", "explain"},         {"Translate", "translate"}, {"Write", "new_content"},
+        { "Fix Writing", "fix_writing" },
+        { "Rewrite", "rewrite" },
+        { "Summarize", "summarize" },
+        { "Explain", "explain" },
+        { "Translate", "translate" },
+        { "Write", "new_content" },
     };
     for (const auto& [name, word] : words) {
         if (request.preset->name == QLatin1String(name))
@@ -57,4 +61,4 @@ QString errorClass(const std::exception_ptr& error)
     return QStringLiteral("unknown");
 }
 
-}  // namespace brindlet
+} // namespace brindlet

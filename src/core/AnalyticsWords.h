@@ -17,4 +17,4 @@ QString durationBucket(double seconds);
 // The outcome class of a failure: "cancelled", "provider_unavailable", "timeout", ...
 QString errorClass(const std::exception_ptr& error);
 
-}  // namespace brindlet
+} // namespace brindlet

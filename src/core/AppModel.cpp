@@ -34,12 +34,14 @@ bool isCancellation(const std::exception_ptr& error)
         return false;
     }
 }
-}  // namespace
+} // namespace
 
-AppModel::AppModel(AppServices services, QObject* parent) : QObject(parent), services_(services)
+AppModel::AppModel(AppServices services, QObject* parent)
+    : QObject(parent)
+    , services_(services)
 {
-    Q_ASSERT(services_.settings && services_.accessibility && services_.selectionService
-             && services_.providerService && services_.hotKey && services_.analytics);
+    Q_ASSERT(services_.settings && services_.accessibility && services_.selectionService && services_.providerService
+        && services_.hotKey && services_.analytics);
     provider_ = services_.settings->defaultProvider();
     for (ProviderKind kind : allProviderKinds)
         providerReadiness_[kind] = ProviderReadiness::checkingValue();
@@ -47,7 +49,7 @@ AppModel::AppModel(AppServices services, QObject* parent) : QObject(parent), ser
 
 AppModel::~AppModel()
 {
-    for (auto* task : {&generationTask_, &deliveryTask_, &confirmationTask_, &quickFixStatusTask_}) {
+    for (auto* task : { &generationTask_, &deliveryTask_, &confirmationTask_, &quickFixStatusTask_ }) {
         if (*task)
             (*task)->cancel();
     }
@@ -222,7 +224,10 @@ void AppModel::setProvider(ProviderKind value)
 
 // ---- derived values ----
 
-QList<Preset> AppModel::allPresets() const { return Preset::builtIns() + services_.settings->customPresets(); }
+QList<Preset> AppModel::allPresets() const
+{
+    return Preset::builtIns() + services_.settings->customPresets();
+}
 
 std::optional<Preset> AppModel::selectedPreset() const
 {
@@ -235,7 +240,10 @@ std::optional<Preset> AppModel::selectedPreset() const
     return std::nullopt;
 }
 
-bool AppModel::hasResult() const { return !result_.isEmpty() && resultContext_.has_value(); }
+bool AppModel::hasResult() const
+{
+    return !result_.isEmpty() && resultContext_.has_value();
+}
 
 bool AppModel::isSourceEdited() const
 {
@@ -296,11 +304,11 @@ void AppModel::start()
     services_.selectionService->startMonitoring();
 
     if (!permissionTimer_) {
-        permissionTimer_ = std::make_unique<RepeatingTimer>(std::chrono::milliseconds(400), std::chrono::milliseconds(80),
-                                                            [weak] {
-                                                                if (weak)
-                                                                    weak->refreshAccessibilityPermission();
-                                                            });
+        permissionTimer_
+            = std::make_unique<RepeatingTimer>(std::chrono::milliseconds(400), std::chrono::milliseconds(80), [weak] {
+                  if (weak)
+                      weak->refreshAccessibilityPermission();
+              });
     }
 
     for (ProviderKind kind : allProviderKinds)
@@ -315,7 +323,7 @@ void AppModel::start()
         switch (action) {
         case GlobalHotKeyAction::quickCommand: weak->presentQuickHUD(QuickHUDTrigger::globalHotKey); break;
         case GlobalHotKeyAction::openWorkspace: weak->openWorkspace(); break;
-        case GlobalHotKeyAction::quickFix: break;  // Quick Fix is not wired to its shortcut yet.
+        case GlobalHotKeyAction::quickFix: break; // Quick Fix is not wired to its shortcut yet.
         }
     });
     reregisterHotKeys();
@@ -350,7 +358,7 @@ void AppModel::generate(const std::optional<Preset>& presetArgument)
         return;
     const std::optional<Preset> preset = presetArgument ? presetArgument : selectedPreset();
     const QString direction = instruction_.trimmed();
-    const CommandSource source{snapshot_ ? snapshot_->text : std::nullopt, workingSourceText_};
+    const CommandSource source { snapshot_ ? snapshot_->text : std::nullopt, workingSourceText_ };
     if (auto refusal = commandRefusal(preset, direction, source))
         return setStatusMessage(*refusal);
     const std::optional<QString> selectedText = commandSelectedText(preset, source);
@@ -386,14 +394,13 @@ void AppModel::beginGeneration(const GenerationRequest& request, GenerationMode 
     generationTask_ = spawn(runGeneration(QPointer<AppModel>(this), services_.providerService, request, mode));
 }
 
-Task<void> AppModel::runGeneration(QPointer<AppModel> model, AIProviding* providers, GenerationRequest request,
-                                   GenerationMode mode)
+Task<void> AppModel::runGeneration(
+    QPointer<AppModel> model, AIProviding* providers, GenerationRequest request, GenerationMode mode)
 {
     if (!model)
         co_return;
-    PartialTextHandler onPartialText = [model, id = request.id](QString text) {
-        return applyPreview(model, id, std::move(text));
-    };
+    PartialTextHandler onPartialText
+        = [model, id = request.id](QString text) { return applyPreview(model, id, std::move(text)); };
     std::optional<QString> text;
     std::exception_ptr error;
     try {
@@ -418,8 +425,7 @@ Task<void> AppModel::applyPreview(QPointer<AppModel> model, QUuid requestID, QSt
 // ---- the end of a generation ----
 
 void AppModel::finishGeneration(const GenerationRequest& request, GenerationMode mode,
-                                const std::optional<QString>& text, const std::exception_ptr& error,
-                                bool taskCancelled)
+    const std::optional<QString>& text, const std::exception_ptr& error, bool taskCancelled)
 {
     const bool active = activeGenerationID_ == request.id;
     if (text) {
@@ -444,11 +450,11 @@ void AppModel::clearActiveGeneration(const QUuid& requestID)
 void AppModel::succeed(const GenerationRequest& request, GenerationMode mode, const QString& text)
 {
     setResult(text);
-    setResultContext(GeneratedResultContext{request.snapshot, request.delivery,
-                                            request.snapshot ? std::optional(request.snapshot->appName) : std::nullopt});
+    setResultContext(GeneratedResultContext { request.snapshot, request.delivery,
+        request.snapshot ? std::optional(request.snapshot->appName) : std::nullopt });
     lastGenerationRequest_ = request;
-    record(AnalyticsEventType::generationCompleted,
-           generationDimensions(request, mode, QStringLiteral("success"), true));
+    record(
+        AnalyticsEventType::generationCompleted, generationDimensions(request, mode, QStringLiteral("success"), true));
     clearActiveGeneration(request.id);
     setGenerationPreview(QString());
     if (instruction_.trimmed() == request.instruction)
@@ -485,7 +491,7 @@ void AppModel::fail(const GenerationRequest& request, GenerationMode mode, const
 void AppModel::endCancelled(const GenerationRequest& request, GenerationMode mode)
 {
     record(AnalyticsEventType::generationCancelled,
-           generationDimensions(request, mode, QStringLiteral("cancelled"), true));
+        generationDimensions(request, mode, QStringLiteral("cancelled"), true));
     clearActiveGeneration(request.id);
     activeGenerationID_.reset();
     generationTask_.reset();
@@ -502,8 +508,7 @@ void AppModel::cancelGeneration(bool reportCancelled)
     const bool wasGenerating = isGenerating_;
     if (wasGenerating && activeGenerationRequest_ && activeGenerationMode_) {
         record(AnalyticsEventType::generationCancelled,
-               generationDimensions(*activeGenerationRequest_, *activeGenerationMode_, QStringLiteral("cancelled"),
-                                    true));
+            generationDimensions(*activeGenerationRequest_, *activeGenerationMode_, QStringLiteral("cancelled"), true));
         generationStartedAt_.remove(activeGenerationRequest_->id);
     }
     activeGenerationID_.reset();
@@ -581,13 +586,13 @@ void AppModel::presentQuickHUD(QuickHUDTrigger trigger)
     setAccessibilityGranted(services_.accessibility->isProcessTrusted());
     std::optional<SelectionSnapshot> chosen;
     if (trigger == QuickHUDTrigger::workspaceToolbar && snapshot_)
-        chosen = snapshot_;  // the workspace hands over what it has
+        chosen = snapshot_; // the workspace hands over what it has
     else
         chosen = services_.selectionService->capture(true);
     if (!chosen)
         chosen = observedSnapshot_;
-    record(AnalyticsEventType::quickCommandOpened,
-           openedDimensions(analyticsWord(trigger), QStringLiteral("quick_hud")));
+    record(
+        AnalyticsEventType::quickCommandOpened, openedDimensions(analyticsWord(trigger), QStringLiteral("quick_hud")));
     openSession(chosen, trigger);
 }
 
@@ -600,7 +605,7 @@ void AppModel::handleObservedSelection(const std::optional<SelectionSnapshot>& s
         counted = snapshot;
     setObservedSnapshot(counted);
     if (quickHUDPhase_ != QuickHUDPhase::bubble)
-        return;  // an open HUD never reacts to the selection
+        return; // an open HUD never reacts to the selection
     if (services_.settings->showSelectionBubble() && counted) {
         moveToPhase(QuickHUDPhase::bubble);
         if (services_.windows)
@@ -625,8 +630,7 @@ void AppModel::openSession(const std::optional<SelectionSnapshot>& snapshot, Qui
     moveToPhase(QuickHUDPhase::compose);
     if (services_.windows) {
         services_.windows->showQuickHUD(snapshot ? snapshot->bounds : std::nullopt,
-                                        snapshot && snapshot->target ? std::optional(snapshot->target->processID)
-                                                                     : std::nullopt);
+            snapshot && snapshot->target ? std::optional(snapshot->target->processID) : std::nullopt);
     }
 }
 
@@ -635,7 +639,7 @@ void AppModel::dismissQuickHUD()
     cancelTimedSteps();
     cancelGeneration(false);
     stopDelivery();
-    resetSession(std::nullopt);  // a result not delivered is gone
+    resetSession(std::nullopt); // a result not delivered is gone
     setStatusMessage(std::nullopt);
     moveToPhase(QuickHUDPhase::bubble);
     if (services_.windows)
@@ -645,7 +649,7 @@ void AppModel::dismissQuickHUD()
 void AppModel::openWorkspace()
 {
     record(AnalyticsEventType::workspaceOpened,
-           openedDimensions(QStringLiteral("workspace"), QStringLiteral("workspace")));
+        openedDimensions(QStringLiteral("workspace"), QStringLiteral("workspace")));
     // The session carries over into the workspace; a running generation goes on.
     if (quickHUDPhase_ != QuickHUDPhase::bubble) {
         moveToPhase(QuickHUDPhase::bubble);
@@ -663,7 +667,7 @@ void AppModel::openWorkspace()
 
 void AppModel::cancelTimedSteps()
 {
-    for (auto* task : {&confirmationTask_, &quickFixStatusTask_}) {
+    for (auto* task : { &confirmationTask_, &quickFixStatusTask_ }) {
         if (*task)
             (*task)->cancel();
         task->reset();
@@ -681,7 +685,7 @@ void AppModel::moveToPhase(QuickHUDPhase phase)
 
 ProviderConfiguration AppModel::currentConfiguration() const
 {
-    return ProviderConfiguration{services_.settings->ollamaURL(), services_.settings->ollamaModel()};
+    return ProviderConfiguration { services_.settings->ollamaURL(), services_.settings->ollamaModel() };
 }
 
 void AppModel::prepareInBackground(ProviderKind kind)
@@ -694,9 +698,9 @@ void AppModel::refreshProviderReadiness()
     if (marketingPreviewState_) {
         ProviderReadinessMap fixed;
         for (ProviderKind kind : allProviderKinds)
-            fixed[kind] = {ProviderReadiness::State::ready, QStringLiteral("Installed and signed in"), {}};
-        fixed[ProviderKind::ollama] = {ProviderReadiness::State::ready, QStringLiteral("Ready · llama3.2"),
-                                       {QStringLiteral("llama3.2")}};
+            fixed[kind] = { ProviderReadiness::State::ready, QStringLiteral("Installed and signed in"), {} };
+        fixed[ProviderKind::ollama]
+            = { ProviderReadiness::State::ready, QStringLiteral("Ready · llama3.2"), { QStringLiteral("llama3.2") } };
         setProviderReadiness(fixed);
         return;
     }
@@ -709,8 +713,8 @@ void AppModel::refreshProviderReadiness()
     }
 }
 
-Task<void> AppModel::runReadinessCheck(QPointer<AppModel> model, AIProviding* providers, ProviderKind kind,
-                                       ProviderConfiguration configuration)
+Task<void> AppModel::runReadinessCheck(
+    QPointer<AppModel> model, AIProviding* providers, ProviderKind kind, ProviderConfiguration configuration)
 {
     const ProviderReadiness answer = co_await providers->readiness(kind, configuration);
     if (!model)
@@ -736,8 +740,8 @@ void AppModel::reregisterHotKeys()
         if (!shortcut)
             continue;
         // An older settings file may hold equal shortcuts: the first action in order keeps it.
-        const auto holder = std::find_if(shortcuts.begin(), shortcuts.end(),
-                                         [&](const auto& entry) { return entry.second == *shortcut; });
+        const auto holder = std::find_if(
+            shortcuts.begin(), shortcuts.end(), [&](const auto& entry) { return entry.second == *shortcut; });
         if (holder != shortcuts.end()) {
             duplicates[action] = shortcut->displayText() + QStringLiteral(" is already assigned to ")
                 + displayName(holder->first) + QStringLiteral(".");
@@ -766,8 +770,8 @@ void AppModel::record(AnalyticsEventType type, AnalyticsDimensions dimensions)
     spawn(services_.analytics->record(type, std::move(dimensions)));
 }
 
-AnalyticsDimensions AppModel::generationDimensions(const GenerationRequest& request, GenerationMode mode,
-                                                   std::optional<QString> outcome, bool includeDuration) const
+AnalyticsDimensions AppModel::generationDimensions(
+    const GenerationRequest& request, GenerationMode mode, std::optional<QString> outcome, bool includeDuration) const
 {
     AnalyticsDimensions dimensions;
     dimensions.provider = wireName(request.provider);
@@ -792,4 +796,4 @@ AnalyticsDimensions AppModel::generationDimensions(const GenerationRequest& requ
     return dimensions;
 }
 
-}  // namespace brindlet
+} // namespace brindlet

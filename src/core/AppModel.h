@@ -45,32 +45,50 @@ struct AppServices {
 // tasks keyed by their request's id, and a late answer for another id is never trusted.
 class AppModel : public QObject {
     Q_OBJECT
-    Q_PROPERTY(std::optional<brindlet::SelectionSnapshot> snapshot READ snapshot WRITE setSnapshot NOTIFY snapshotChanged)
-    Q_PROPERTY(std::optional<brindlet::SelectionSnapshot> observedSnapshot READ observedSnapshot WRITE setObservedSnapshot NOTIFY observedSnapshotChanged)
-    Q_PROPERTY(QString workingSourceText READ workingSourceText WRITE setWorkingSourceText NOTIFY workingSourceTextChanged)
+    Q_PROPERTY(
+        std::optional<brindlet::SelectionSnapshot> snapshot READ snapshot WRITE setSnapshot NOTIFY snapshotChanged)
+    Q_PROPERTY(std::optional<brindlet::SelectionSnapshot> observedSnapshot READ observedSnapshot WRITE
+            setObservedSnapshot NOTIFY observedSnapshotChanged)
+    Q_PROPERTY(
+        QString workingSourceText READ workingSourceText WRITE setWorkingSourceText NOTIFY workingSourceTextChanged)
     Q_PROPERTY(QString instruction READ instruction WRITE setInstruction NOTIFY instructionChanged)
     Q_PROPERTY(QString result READ result WRITE setResult NOTIFY resultChanged)
-    Q_PROPERTY(QString generationPreview READ generationPreview WRITE setGenerationPreview NOTIFY generationPreviewChanged)
-    Q_PROPERTY(std::optional<QUuid> selectedPresetID READ selectedPresetID WRITE setSelectedPresetID NOTIFY selectedPresetIDChanged)
-    Q_PROPERTY(QString presetSearchQuery READ presetSearchQuery WRITE setPresetSearchQuery NOTIFY presetSearchQueryChanged)
+    Q_PROPERTY(
+        QString generationPreview READ generationPreview WRITE setGenerationPreview NOTIFY generationPreviewChanged)
+    Q_PROPERTY(std::optional<QUuid> selectedPresetID READ selectedPresetID WRITE setSelectedPresetID NOTIFY
+            selectedPresetIDChanged)
+    Q_PROPERTY(
+        QString presetSearchQuery READ presetSearchQuery WRITE setPresetSearchQuery NOTIFY presetSearchQueryChanged)
     Q_PROPERTY(QString quickPresetName READ quickPresetName WRITE setQuickPresetName NOTIFY quickPresetNameChanged)
-    Q_PROPERTY(QString quickPresetInstruction READ quickPresetInstruction WRITE setQuickPresetInstruction NOTIFY quickPresetInstructionChanged)
+    Q_PROPERTY(QString quickPresetInstruction READ quickPresetInstruction WRITE setQuickPresetInstruction NOTIFY
+            quickPresetInstructionChanged)
     Q_PROPERTY(brindlet::ProviderKind provider READ provider WRITE setProvider NOTIFY providerChanged)
     Q_PROPERTY(bool isGenerating READ isGenerating WRITE setIsGenerating NOTIFY isGeneratingChanged)
-    Q_PROPERTY(std::optional<QString> statusMessage READ statusMessage WRITE setStatusMessage NOTIFY statusMessageChanged)
-    Q_PROPERTY(bool accessibilityGranted READ accessibilityGranted WRITE setAccessibilityGranted NOTIFY accessibilityGrantedChanged)
-    Q_PROPERTY(brindlet::SettingsSection settingsSection READ settingsSection WRITE setSettingsSection NOTIFY settingsSectionChanged)
-    Q_PROPERTY(std::optional<brindlet::GeneratedResultContext> resultContext READ resultContext WRITE setResultContext NOTIFY resultContextChanged)
+    Q_PROPERTY(
+        std::optional<QString> statusMessage READ statusMessage WRITE setStatusMessage NOTIFY statusMessageChanged)
+    Q_PROPERTY(bool accessibilityGranted READ accessibilityGranted WRITE setAccessibilityGranted NOTIFY
+            accessibilityGrantedChanged)
+    Q_PROPERTY(brindlet::SettingsSection settingsSection READ settingsSection WRITE setSettingsSection NOTIFY
+            settingsSectionChanged)
+    Q_PROPERTY(std::optional<brindlet::GeneratedResultContext> resultContext READ resultContext WRITE setResultContext
+            NOTIFY resultContextChanged)
     Q_PROPERTY(bool isDelivering READ isDelivering WRITE setIsDelivering NOTIFY isDeliveringChanged)
-    Q_PROPERTY(brindlet::QuickHUDSourceMode sourceDetailMode READ sourceDetailMode WRITE setSourceDetailMode NOTIFY sourceDetailModeChanged)
-    Q_PROPERTY(brindlet::QuickHUDPhase quickHUDPhase READ quickHUDPhase WRITE setQuickHUDPhase NOTIFY quickHUDPhaseChanged)
-    Q_PROPERTY(brindlet::QuickHUDTrigger quickHUDTrigger READ quickHUDTrigger WRITE setQuickHUDTrigger NOTIFY quickHUDTriggerChanged)
-    Q_PROPERTY(brindlet::HotKeyMessages hotKeyMessages READ hotKeyMessages WRITE setHotKeyMessages NOTIFY hotKeyMessagesChanged)
+    Q_PROPERTY(brindlet::QuickHUDSourceMode sourceDetailMode READ sourceDetailMode WRITE setSourceDetailMode NOTIFY
+            sourceDetailModeChanged)
+    Q_PROPERTY(
+        brindlet::QuickHUDPhase quickHUDPhase READ quickHUDPhase WRITE setQuickHUDPhase NOTIFY quickHUDPhaseChanged)
+    Q_PROPERTY(brindlet::QuickHUDTrigger quickHUDTrigger READ quickHUDTrigger WRITE setQuickHUDTrigger NOTIFY
+            quickHUDTriggerChanged)
+    Q_PROPERTY(brindlet::HotKeyMessages hotKeyMessages READ hotKeyMessages WRITE setHotKeyMessages NOTIFY
+            hotKeyMessagesChanged)
     Q_PROPERTY(bool isQuickFixSession READ isQuickFixSession WRITE setIsQuickFixSession NOTIFY isQuickFixSessionChanged)
-    Q_PROPERTY(brindlet::ProviderReadinessMap providerReadiness READ providerReadiness WRITE setProviderReadiness NOTIFY providerReadinessChanged)
-    Q_PROPERTY(bool isRefreshingOllamaModels READ isRefreshingOllamaModels WRITE setIsRefreshingOllamaModels NOTIFY isRefreshingOllamaModelsChanged)
+    Q_PROPERTY(brindlet::ProviderReadinessMap providerReadiness READ providerReadiness WRITE setProviderReadiness NOTIFY
+            providerReadinessChanged)
+    Q_PROPERTY(bool isRefreshingOllamaModels READ isRefreshingOllamaModels WRITE setIsRefreshingOllamaModels NOTIFY
+            isRefreshingOllamaModelsChanged)
     Q_PROPERTY(int onboardingStep READ onboardingStep WRITE setOnboardingStep NOTIFY onboardingStepChanged)
-    Q_PROPERTY(std::optional<brindlet::MarketingPreviewState> marketingPreviewState READ marketingPreviewState WRITE setMarketingPreviewState NOTIFY marketingPreviewStateChanged)
+    Q_PROPERTY(std::optional<brindlet::MarketingPreviewState> marketingPreviewState READ marketingPreviewState WRITE
+            setMarketingPreviewState NOTIFY marketingPreviewStateChanged)
 
 public:
     explicit AppModel(AppServices services, QObject* parent = nullptr);
@@ -106,7 +124,10 @@ public:
     const brindlet::ProviderReadinessMap& providerReadiness() const { return providerReadiness_; }
     bool isRefreshingOllamaModels() const { return isRefreshingOllamaModels_; }
     int onboardingStep() const { return onboardingStep_; }
-    const std::optional<brindlet::MarketingPreviewState>& marketingPreviewState() const { return marketingPreviewState_; }
+    const std::optional<brindlet::MarketingPreviewState>& marketingPreviewState() const
+    {
+        return marketingPreviewState_;
+    }
 
     void setSnapshot(const std::optional<brindlet::SelectionSnapshot>& value);
     void setObservedSnapshot(const std::optional<brindlet::SelectionSnapshot>& value);
@@ -210,14 +231,14 @@ signals:
     void marketingPreviewStateChanged();
 
 private:
-    static Task<void> runGeneration(QPointer<AppModel> model, AIProviding* providers, GenerationRequest request,
-                                    GenerationMode mode);
+    static Task<void> runGeneration(
+        QPointer<AppModel> model, AIProviding* providers, GenerationRequest request, GenerationMode mode);
     static Task<void> applyPreview(QPointer<AppModel> model, QUuid requestID, QString text);
-    static Task<void> runReadinessCheck(QPointer<AppModel> model, AIProviding* providers, ProviderKind kind,
-                                        ProviderConfiguration configuration);
+    static Task<void> runReadinessCheck(
+        QPointer<AppModel> model, AIProviding* providers, ProviderKind kind, ProviderConfiguration configuration);
 
     void finishGeneration(const GenerationRequest& request, GenerationMode mode, const std::optional<QString>& text,
-                          const std::exception_ptr& error, bool taskCancelled);
+        const std::exception_ptr& error, bool taskCancelled);
     void succeed(const GenerationRequest& request, GenerationMode mode, const QString& text);
     void fail(const GenerationRequest& request, GenerationMode mode, const std::exception_ptr& error);
     void endCancelled(const GenerationRequest& request, GenerationMode mode);
@@ -227,38 +248,38 @@ private:
     void moveToPhase(QuickHUDPhase phase);
     void record(AnalyticsEventType type, AnalyticsDimensions dimensions = {});
     AnalyticsDimensions generationDimensions(const GenerationRequest& request, GenerationMode mode,
-                                             std::optional<QString> outcome, bool includeDuration) const;
+        std::optional<QString> outcome, bool includeDuration) const;
     ProviderConfiguration currentConfiguration() const;
     void prepareInBackground(ProviderKind kind);
     void cancelTimedSteps();
 
     AppServices services_;
-    std::optional<brindlet::SelectionSnapshot> snapshot_{};
-    std::optional<brindlet::SelectionSnapshot> observedSnapshot_{};
-    QString workingSourceText_{};
-    QString instruction_{};
-    QString result_{};
-    QString generationPreview_{};
-    std::optional<QUuid> selectedPresetID_{};
-    QString presetSearchQuery_{};
-    QString quickPresetName_{};
-    QString quickPresetInstruction_{};
-    brindlet::ProviderKind provider_{};
+    std::optional<brindlet::SelectionSnapshot> snapshot_ {};
+    std::optional<brindlet::SelectionSnapshot> observedSnapshot_ {};
+    QString workingSourceText_ {};
+    QString instruction_ {};
+    QString result_ {};
+    QString generationPreview_ {};
+    std::optional<QUuid> selectedPresetID_ {};
+    QString presetSearchQuery_ {};
+    QString quickPresetName_ {};
+    QString quickPresetInstruction_ {};
+    brindlet::ProviderKind provider_ {};
     bool isGenerating_ = false;
-    std::optional<QString> statusMessage_{};
+    std::optional<QString> statusMessage_ {};
     bool accessibilityGranted_ = false;
     brindlet::SettingsSection settingsSection_ = SettingsSection::general;
-    std::optional<brindlet::GeneratedResultContext> resultContext_{};
+    std::optional<brindlet::GeneratedResultContext> resultContext_ {};
     bool isDelivering_ = false;
     brindlet::QuickHUDSourceMode sourceDetailMode_ = QuickHUDSourceMode::read;
     brindlet::QuickHUDPhase quickHUDPhase_ = QuickHUDPhase::bubble;
     brindlet::QuickHUDTrigger quickHUDTrigger_ = QuickHUDTrigger::selectionBubble;
-    brindlet::HotKeyMessages hotKeyMessages_{};
+    brindlet::HotKeyMessages hotKeyMessages_ {};
     bool isQuickFixSession_ = false;
-    brindlet::ProviderReadinessMap providerReadiness_{};
+    brindlet::ProviderReadinessMap providerReadiness_ {};
     bool isRefreshingOllamaModels_ = false;
     int onboardingStep_ = 0;
-    std::optional<brindlet::MarketingPreviewState> marketingPreviewState_{};
+    std::optional<brindlet::MarketingPreviewState> marketingPreviewState_ {};
 
     std::optional<TaskHandle> generationTask_;
     std::optional<TaskHandle> deliveryTask_;
@@ -278,4 +299,4 @@ private:
     QHash<QUuid, Clock::time_point> generationStartedAt_;
 };
 
-}  // namespace brindlet
+} // namespace brindlet

@@ -2,8 +2,8 @@
 
 namespace brindlet {
 
-std::optional<QString> commandRefusal(const std::optional<Preset>& preset, const QString& direction,
-                                      const CommandSource& source)
+std::optional<QString> commandRefusal(
+    const std::optional<Preset>& preset, const QString& direction, const CommandSource& source)
 {
     const bool needsSelection = preset && preset->input == PresetInput::selectionRequired;
     if (preset && preset->id == Preset::translateID && direction.isEmpty())
@@ -24,4 +24,4 @@ std::optional<QString> commandSelectedText(const std::optional<Preset>& preset, 
     return source.workingText;
 }
 
-}  // namespace brindlet
+} // namespace brindlet

@@ -12,16 +12,16 @@
 namespace brindlet {
 
 struct CommandSource {
-    std::optional<QString> capturedText;  // the snapshot's text; absent for a cursor or no snapshot
-    QString workingText;                  // the user's editable copy of it
+    std::optional<QString> capturedText; // the snapshot's text; absent for a cursor or no snapshot
+    QString workingText; // the user's editable copy of it
 };
 
 // The message that refuses the command, or nothing when it may run. direction is trimmed.
-std::optional<QString> commandRefusal(const std::optional<Preset>& preset, const QString& direction,
-                                      const CommandSource& source);
+std::optional<QString> commandRefusal(
+    const std::optional<Preset>& preset, const QString& direction, const CommandSource& source);
 
 // The text that goes into the prompt: none for new content or without captured text, else the
 // working copy as it stands, even when the user has emptied it.
 std::optional<QString> commandSelectedText(const std::optional<Preset>& preset, const CommandSource& source);
 
-}  // namespace brindlet
+} // namespace brindlet

@@ -11,4 +11,4 @@ public:
     virtual bool isProcessTrusted() = 0;
 };
 
-}  // namespace brindlet
+} // namespace brindlet

@@ -8,12 +8,13 @@ namespace {
 // The agent programs' clients are not part of this build yet.
 ProviderError notAvailableYet(ProviderKind provider)
 {
-    return ProviderError::unavailable(displayName(provider) + QStringLiteral(" is not available in this version of Brindlet yet."));
+    return ProviderError::unavailable(
+        displayName(provider) + QStringLiteral(" is not available in this version of Brindlet yet."));
 }
-}  // namespace
+} // namespace
 
-Task<QString> AIProviderService::generate(QString prompt, ProviderKind provider, ProviderConfiguration configuration,
-                                          PartialTextHandler onPartialText)
+Task<QString> AIProviderService::generate(
+    QString prompt, ProviderKind provider, ProviderConfiguration configuration, PartialTextHandler onPartialText)
 {
     if (provider != ProviderKind::ollama)
         throw notAvailableYet(provider);
@@ -37,7 +38,7 @@ Task<ProviderReadiness> AIProviderService::readiness(ProviderKind provider, Prov
 {
     using State = ProviderReadiness::State;
     if (provider != ProviderKind::ollama)
-        co_return ProviderReadiness{State::unavailable, notAvailableYet(provider).description(), {}};
+        co_return ProviderReadiness { State::unavailable, notAvailableYet(provider).description(), {} };
 
     QStringList models;
     try {
@@ -45,16 +46,18 @@ Task<ProviderReadiness> AIProviderService::readiness(ProviderKind provider, Prov
     } catch (const CancellationError&) {
         throw;
     } catch (...) {
-        co_return ProviderReadiness{State::unavailable, QStringLiteral("Ollama is not responding at this address."), {}};
+        co_return ProviderReadiness { State::unavailable, QStringLiteral("Ollama is not responding at this address."),
+            {} };
     }
     if (models.isEmpty())
-        co_return ProviderReadiness{State::unavailable, QStringLiteral("Ollama is running, but no models are installed."), {}};
+        co_return ProviderReadiness { State::unavailable,
+            QStringLiteral("Ollama is running, but no models are installed."), {} };
     if (!configuration.ollamaModel.isEmpty() && !models.contains(configuration.ollamaModel))
-        co_return ProviderReadiness{State::unavailable, QStringLiteral("The selected Ollama model is no longer installed."), models};
+        co_return ProviderReadiness { State::unavailable,
+            QStringLiteral("The selected Ollama model is no longer installed."), models };
     const QString plural = models.size() == 1 ? QString() : QStringLiteral("s");
-    co_return ProviderReadiness{State::ready,
-                                QStringLiteral("Ollama is running with %1 installed model%2.").arg(models.size()).arg(plural),
-                                models};
+    co_return ProviderReadiness { State::ready,
+        QStringLiteral("Ollama is running with %1 installed model%2.").arg(models.size()).arg(plural), models };
 }
 
 Task<QStringList> AIProviderService::ollamaModels(QString ollamaURL)
@@ -67,4 +70,4 @@ Task<void> AIProviderService::preloadOllamaModel(ProviderConfiguration configura
     co_await ollama_.preload(std::move(configuration));
 }
 
-}  // namespace brindlet
+} // namespace brindlet

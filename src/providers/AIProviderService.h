@@ -12,7 +12,7 @@ public:
     static constexpr double requestTimeout = 120.0;
 
     Task<QString> generate(QString prompt, ProviderKind provider, ProviderConfiguration configuration,
-                           PartialTextHandler onPartialText) override;
+        PartialTextHandler onPartialText) override;
     Task<void> prepare(ProviderKind provider, ProviderConfiguration configuration) override;
     Task<ProviderReadiness> readiness(ProviderKind provider, ProviderConfiguration configuration) override;
     Task<QStringList> ollamaModels(QString ollamaURL) override;
@@ -22,4 +22,4 @@ private:
     OllamaClient ollama_;
 };
 
-}  // namespace brindlet
+} // namespace brindlet

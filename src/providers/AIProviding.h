@@ -20,8 +20,9 @@ class AIProviding {
 public:
     virtual ~AIProviding() = default;
     // Returns the final text. Fails with ProviderError, CancellationError or a PlatformError.
-    virtual Task<QString> generate(QString prompt, ProviderKind provider, ProviderConfiguration configuration,
-                                   PartialTextHandler onPartialText) = 0;
+    virtual Task<QString> generate(
+        QString prompt, ProviderKind provider, ProviderConfiguration configuration, PartialTextHandler onPartialText)
+        = 0;
     // Never fails.
     virtual Task<void> prepare(ProviderKind provider, ProviderConfiguration configuration) = 0;
     // Never fails: the outcome is in the record.
@@ -30,4 +31,4 @@ public:
     virtual Task<void> preloadOllamaModel(ProviderConfiguration configuration) = 0;
 };
 
-}  // namespace brindlet
+} // namespace brindlet

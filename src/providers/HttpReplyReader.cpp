@@ -4,7 +4,8 @@
 
 namespace brindlet {
 
-HttpReplyReader::HttpReplyReader(QNetworkReply* reply) : reply_(reply)
+HttpReplyReader::HttpReplyReader(QNetworkReply* reply)
+    : reply_(reply)
 {
     auto wake = [this] {
         if (activity_) {
@@ -107,4 +108,4 @@ Task<QByteArray> HttpReplyReader::readAll()
     co_return buffer_ + (reply_ ? reply_->readAll() : QByteArray());
 }
 
-}  // namespace brindlet
+} // namespace brindlet

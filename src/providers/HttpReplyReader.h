@@ -45,4 +45,4 @@ private:
     bool finished_ = false;
 };
 
-}  // namespace brindlet
+} // namespace brindlet

@@ -27,7 +27,7 @@ public:
         QHostAddress address;
         if (host.compare(QLatin1String("localhost"), Qt::CaseInsensitive) == 0
             || (address.setAddress(host) && address.isLoopback()))
-            return {QNetworkProxy(QNetworkProxy::NoProxy)};
+            return { QNetworkProxy(QNetworkProxy::NoProxy) };
         return systemProxyForQuery(query);
     }
 };
@@ -40,7 +40,7 @@ public:
 
 QJsonObject decodeObject(const QByteArray& json)
 {
-    QJsonParseError error{};
+    QJsonParseError error {};
     const QJsonDocument document = QJsonDocument::fromJson(json, &error);
     if (error.error != QJsonParseError::NoError || !document.isObject())
         throwDecodingError();
@@ -92,9 +92,12 @@ QNetworkRequest jsonPost(const QUrl& url)
     return request;
 }
 
-}  // namespace
+} // namespace
 
-OllamaClient::OllamaClient() { network_.setProxyFactory(new LoopbackBypassProxyFactory); }
+OllamaClient::OllamaClient()
+{
+    network_.setProxyFactory(new LoopbackBypassProxyFactory);
+}
 
 QUrl OllamaClient::endpoint(const QString& baseAddress, const QString& path)
 {
@@ -112,8 +115,8 @@ QUrl OllamaClient::endpoint(const QString& baseAddress, const QString& path)
     return url;
 }
 
-Task<QString> OllamaClient::generate(QString prompt, ProviderConfiguration configuration,
-                                     PartialTextHandler onPartialText)
+Task<QString> OllamaClient::generate(
+    QString prompt, ProviderConfiguration configuration, PartialTextHandler onPartialText)
 {
     if (configuration.ollamaModel.isEmpty())
         throw ProviderError::unavailable(QStringLiteral("Choose an installed Ollama model in Settings."));
@@ -206,4 +209,4 @@ Task<QStringList> OllamaClient::models(QString ollamaURL)
     co_return names;
 }
 
-}  // namespace brindlet
+} // namespace brindlet

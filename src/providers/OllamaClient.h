@@ -26,4 +26,4 @@ private:
     QNetworkAccessManager network_;
 };
 
-}  // namespace brindlet
+} // namespace brindlet

@@ -17,4 +17,4 @@ QString ProviderError::description() const
     return {};
 }
 
-}  // namespace brindlet
+} // namespace brindlet

@@ -25,4 +25,4 @@ public:
     virtual bool hasVisibleCharacters(const QString& text) const = 0;
 };
 
-}  // namespace brindlet
+} // namespace brindlet

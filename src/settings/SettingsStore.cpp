@@ -5,9 +5,9 @@ namespace brindlet {
 HotKeyShortcut SettingsStore::defaultShortcut(GlobalHotKeyAction action)
 {
     switch (action) {
-    case GlobalHotKeyAction::quickCommand: return {49, {12}, QStringLiteral("Space")};
-    case GlobalHotKeyAction::openWorkspace: return {8, {9}, QStringLiteral("C")};
-    case GlobalHotKeyAction::quickFix: return {38, {5}, QStringLiteral("J")};
+    case GlobalHotKeyAction::quickCommand: return { 49, { 12 }, QStringLiteral("Space") };
+    case GlobalHotKeyAction::openWorkspace: return { 8, { 9 }, QStringLiteral("C") };
+    case GlobalHotKeyAction::quickFix: return { 38, { 5 }, QStringLiteral("J") };
     }
     return {};
 }
@@ -96,4 +96,4 @@ void SettingsStore::removeCustomPreset(const QUuid& id)
     setCustomPresets(kept);
 }
 
-}  // namespace brindlet
+} // namespace brindlet

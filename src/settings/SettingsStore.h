@@ -16,13 +16,17 @@ namespace brindlet {
 // class through its constructor only, so its users never change when it arrives.
 class SettingsStore : public QObject {
     Q_OBJECT
-    Q_PROPERTY(brindlet::ProviderKind defaultProvider READ defaultProvider WRITE setDefaultProvider NOTIFY defaultProviderChanged)
+    Q_PROPERTY(brindlet::ProviderKind defaultProvider READ defaultProvider WRITE setDefaultProvider NOTIFY
+            defaultProviderChanged)
     Q_PROPERTY(QString ollamaURL READ ollamaURL WRITE setOllamaURL NOTIFY ollamaURLChanged)
     Q_PROPERTY(QString ollamaModel READ ollamaModel WRITE setOllamaModel NOTIFY ollamaModelChanged)
-    Q_PROPERTY(bool keepRunningAfterDockQuit READ keepRunningAfterDockQuit WRITE setKeepRunningAfterDockQuit NOTIFY keepRunningAfterDockQuitChanged)
-    Q_PROPERTY(bool showSelectionBubble READ showSelectionBubble WRITE setShowSelectionBubble NOTIFY showSelectionBubbleChanged)
+    Q_PROPERTY(bool keepRunningAfterDockQuit READ keepRunningAfterDockQuit WRITE setKeepRunningAfterDockQuit NOTIFY
+            keepRunningAfterDockQuitChanged)
+    Q_PROPERTY(bool showSelectionBubble READ showSelectionBubble WRITE setShowSelectionBubble NOTIFY
+            showSelectionBubbleChanged)
     Q_PROPERTY(bool analyticsEnabled READ analyticsEnabled WRITE setAnalyticsEnabled NOTIFY analyticsEnabledChanged)
-    Q_PROPERTY(bool hasCompletedOnboarding READ hasCompletedOnboarding WRITE setHasCompletedOnboarding NOTIFY hasCompletedOnboardingChanged)
+    Q_PROPERTY(bool hasCompletedOnboarding READ hasCompletedOnboarding WRITE setHasCompletedOnboarding NOTIFY
+            hasCompletedOnboardingChanged)
 
 public:
     static HotKeyShortcut defaultShortcut(GlobalHotKeyAction action);
@@ -77,4 +81,4 @@ private:
     std::optional<HotKeyShortcut> openWorkspaceShortcut_;
 };
 
-}  // namespace brindlet
+} // namespace brindlet

@@ -24,8 +24,9 @@ public:
     virtual void setOnPressed(std::function<void(GlobalHotKeyAction)> callback) = 0;
     // Replaces every registration; returns only the failures.
     virtual std::map<GlobalHotKeyAction, GlobalHotKeyRegistrationError> registerShortcuts(
-        const HotKeyShortcuts& shortcuts) = 0;
+        const HotKeyShortcuts& shortcuts)
+        = 0;
     virtual void unregisterAll() = 0;
 };
 
-}  // namespace brindlet
+} // namespace brindlet

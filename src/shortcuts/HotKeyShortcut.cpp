@@ -26,4 +26,4 @@ QString HotKeyShortcut::displayText() const
     return text + keyLabel;
 }
 
-}  // namespace brindlet
+} // namespace brindlet

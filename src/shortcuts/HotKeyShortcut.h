@@ -9,8 +9,8 @@
 namespace brindlet {
 
 enum class GlobalHotKeyAction { quickCommand, openWorkspace, quickFix };
-inline constexpr std::array<GlobalHotKeyAction, 3> allGlobalHotKeyActions{
-    GlobalHotKeyAction::quickCommand, GlobalHotKeyAction::openWorkspace, GlobalHotKeyAction::quickFix};
+inline constexpr std::array<GlobalHotKeyAction, 3> allGlobalHotKeyActions { GlobalHotKeyAction::quickCommand,
+    GlobalHotKeyAction::openWorkspace, GlobalHotKeyAction::quickFix };
 QString displayName(GlobalHotKeyAction action);
 
 // Bits of the modifier word: Control 1, Option 2, Shift 4, Command 8.
@@ -36,4 +36,4 @@ struct HotKeyShortcut {
 
 using HotKeyShortcuts = std::map<GlobalHotKeyAction, HotKeyShortcut>;
 
-}  // namespace brindlet
+} // namespace brindlet

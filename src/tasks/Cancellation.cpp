@@ -32,8 +32,7 @@ void CancellationState::removeHandler(HandlerID id)
     std::erase_if(handlers_, [id](const auto& entry) { return entry.first == id; });
 }
 
-CancellationHandler::CancellationHandler(std::shared_ptr<CancellationState> state,
-                                         std::function<void()> handler)
+CancellationHandler::CancellationHandler(std::shared_ptr<CancellationState> state, std::function<void()> handler)
     : state_(std::move(state))
 {
     if (state_)
@@ -41,7 +40,8 @@ CancellationHandler::CancellationHandler(std::shared_ptr<CancellationState> stat
 }
 
 CancellationHandler::CancellationHandler(CancellationHandler&& other) noexcept
-    : state_(std::move(other.state_)), id_(std::exchange(other.id_, 0))
+    : state_(std::move(other.state_))
+    , id_(std::exchange(other.id_, 0))
 {
 }
 
@@ -55,7 +55,10 @@ CancellationHandler& CancellationHandler::operator=(CancellationHandler&& other)
     return *this;
 }
 
-CancellationHandler::~CancellationHandler() { reset(); }
+CancellationHandler::~CancellationHandler()
+{
+    reset();
+}
 
 void CancellationHandler::reset()
 {
@@ -65,4 +68,4 @@ void CancellationHandler::reset()
     id_ = 0;
 }
 
-}  // namespace brindlet
+} // namespace brindlet

@@ -54,4 +54,4 @@ private:
     CancellationState::HandlerID id_ = 0;
 };
 
-}  // namespace brindlet
+} // namespace brindlet

@@ -17,8 +17,7 @@
 
 namespace brindlet {
 
-template <class T>
-class Completion {
+template <class T> class Completion {
     struct State {
         std::optional<T> value;
         std::exception_ptr error;
@@ -42,7 +41,10 @@ class Completion {
     };
 
 public:
-    Completion() : state_(std::make_shared<State>()) {}
+    Completion()
+        : state_(std::make_shared<State>())
+    {
+    }
 
     bool isDone() const { return state_->done; }
     bool hasWaiter() const { return bool(state_->waiter); }
@@ -66,8 +68,7 @@ public:
     struct Awaiter {
         std::shared_ptr<State> state;
         bool await_ready() const noexcept { return state->done; }
-        template <detail::HasCancellation P>
-        bool await_suspend(std::coroutine_handle<P> h)
+        template <detail::HasCancellation P> bool await_suspend(std::coroutine_handle<P> h)
         {
             state->waiter = h;
             state->waiterCancellation = h.promise().cancellation;
@@ -89,7 +90,7 @@ public:
         }
     };
 
-    Awaiter wait() const { return Awaiter{state_}; }
+    Awaiter wait() const { return Awaiter { state_ }; }
 
 private:
     void finish()
@@ -110,4 +111,4 @@ private:
     std::shared_ptr<State> state_;
 };
 
-}  // namespace brindlet
+} // namespace brindlet

@@ -15,20 +15,18 @@
 namespace brindlet {
 
 namespace detail {
-struct Unit {};
-template <class R>
-using ResultOf = std::conditional_t<std::is_void_v<R>, Unit, R>;
-}  // namespace detail
+struct Unit { };
+template <class R> using ResultOf = std::conditional_t<std::is_void_v<R>, Unit, R>;
+} // namespace detail
 
-template <class F, class R = std::invoke_result_t<F>>
-Task<R> runOffMainThread(F fn)
+template <class F, class R = std::invoke_result_t<F>> Task<R> runOffMainThread(F fn)
 {
     Completion<detail::ResultOf<R>> completion;
     QThreadPool::globalInstance()->start([fn = std::move(fn), completion]() mutable {
         try {
             if constexpr (std::is_void_v<R>) {
                 fn();
-                postToMainThread([completion]() mutable { completion.resolve(detail::Unit{}); });
+                postToMainThread([completion]() mutable { completion.resolve(detail::Unit {}); });
             } else {
                 auto result = std::make_shared<R>(fn());
                 postToMainThread([completion, result]() mutable { completion.resolve(std::move(*result)); });
@@ -44,4 +42,4 @@ Task<R> runOffMainThread(F fn)
         co_return co_await completion.wait();
 }
 
-}  // namespace brindlet
+} // namespace brindlet

@@ -35,10 +35,10 @@ std::unordered_set<detail::SpawnState*>& liveTasks()
 // A self-destroying root coroutine that owns the spawned task.
 struct Detached {
     struct promise_type : detail::CancellablePromise {
-        Detached get_return_object() { return Detached{std::coroutine_handle<promise_type>::from_promise(*this)}; }
+        Detached get_return_object() { return Detached { std::coroutine_handle<promise_type>::from_promise(*this) }; }
         std::suspend_always initial_suspend() noexcept { return {}; }
         std::suspend_never final_suspend() noexcept { return {}; }
-        void return_void() {}
+        void return_void() { }
         void unhandled_exception() { std::terminate(); }
     };
     std::coroutine_handle<promise_type> handle;
@@ -58,7 +58,7 @@ Detached runDetached(Task<void> task, std::shared_ptr<detail::SpawnState> state)
     liveTasks().erase(state.get());
 }
 
-}  // namespace
+} // namespace
 
 void TaskHandle::cancel() const
 {
@@ -66,9 +66,15 @@ void TaskHandle::cancel() const
         state_->cancellation->cancel();
 }
 
-bool TaskHandle::isCancelled() const { return state_ && state_->cancellation->isCancelled(); }
+bool TaskHandle::isCancelled() const
+{
+    return state_ && state_->cancellation->isCancelled();
+}
 
-bool TaskHandle::isFinished() const { return state_ && state_->finished; }
+bool TaskHandle::isFinished() const
+{
+    return state_ && state_->finished;
+}
 
 std::shared_ptr<CancellationState> TaskHandle::cancellation() const
 {
@@ -92,7 +98,10 @@ void cancelAllTasks()
         task->cancellation->cancel();
 }
 
-size_t liveTaskCount() { return liveTasks().size(); }
+size_t liveTaskCount()
+{
+    return liveTasks().size();
+}
 
 // ---- timers ----
 
@@ -108,8 +117,8 @@ public:
         auto* timer = new QTimer(&owner_);
         timer->setSingleShot(true);
         // A coarse timer may fire up to 5% late; use it only when the caller allows that much.
-        timer->setTimerType(tolerance * 20 >= delay && tolerance > Duration::zero() ? Qt::CoarseTimer
-                                                                                 : Qt::PreciseTimer);
+        timer->setTimerType(
+            tolerance * 20 >= delay && tolerance > Duration::zero() ? Qt::CoarseTimer : Qt::PreciseTimer);
         const auto ms = std::chrono::ceil<std::chrono::milliseconds>(std::max(delay, Duration::zero()));
         QObject::connect(timer, &QTimer::timeout, timer, [this, id, fire = std::move(fire)] {
             cancel(id);
@@ -140,15 +149,21 @@ TimerSource* installedSource = nullptr;
 
 QtTimerSource& realSource()
 {
-    static QtTimerSource* source = new QtTimerSource;  // lives as long as the process
+    static QtTimerSource* source = new QtTimerSource; // lives as long as the process
     return *source;
 }
 
-}  // namespace
+} // namespace
 
-TimerSource& timerSource() { return installedSource ? *installedSource : realSource(); }
+TimerSource& timerSource()
+{
+    return installedSource ? *installedSource : realSource();
+}
 
-void setTimerSource(TimerSource* source) { installedSource = source; }
+void setTimerSource(TimerSource* source)
+{
+    installedSource = source;
+}
 
 Task<void> sleepFor(Duration duration)
 {
@@ -165,7 +180,10 @@ Task<void> sleepFor(Duration duration)
 }
 
 RepeatingTimer::RepeatingTimer(Duration interval, Duration tolerance, std::function<void()> tick)
-    : interval_(interval), tolerance_(tolerance), tick_(std::move(tick)), source_(&timerSource())
+    : interval_(interval)
+    , tolerance_(tolerance)
+    , tick_(std::move(tick))
+    , source_(&timerSource())
 {
     arm();
 }
@@ -186,4 +204,4 @@ void RepeatingTimer::arm()
     });
 }
 
-}  // namespace brindlet
+} // namespace brindlet

@@ -22,13 +22,16 @@ struct SpawnState {
     std::shared_ptr<CancellationState> cancellation = std::make_shared<CancellationState>();
     bool finished = false;
 };
-}  // namespace detail
+} // namespace detail
 
 // The handle of a spawned task: what the model stores in fields like `generationTask`.
 class TaskHandle {
 public:
     TaskHandle() = default;
-    explicit TaskHandle(std::shared_ptr<detail::SpawnState> state) : state_(std::move(state)) {}
+    explicit TaskHandle(std::shared_ptr<detail::SpawnState> state)
+        : state_(std::move(state))
+    {
+    }
 
     void cancel() const;
     bool isCancelled() const;
@@ -92,4 +95,4 @@ private:
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
 
-}  // namespace brindlet
+} // namespace brindlet

@@ -23,8 +23,11 @@ struct CancellablePromise {
 };
 
 template <class P>
-concept HasCancellation = requires(P& p) {
-    { p.cancellation } -> std::convertible_to<std::shared_ptr<CancellationState>>;
+concept HasCancellation = requires(P& p)
+{
+    {
+        p.cancellation
+        } -> std::convertible_to<std::shared_ptr<CancellationState>>;
 };
 
 struct TaskPromiseBase : CancellablePromise {
@@ -36,8 +39,7 @@ struct TaskPromiseBase : CancellablePromise {
 
     struct FinalAwaiter {
         bool await_ready() noexcept { return false; }
-        template <class P>
-        void await_suspend(std::coroutine_handle<P> self) noexcept
+        template <class P> void await_suspend(std::coroutine_handle<P> self) noexcept
         {
             // Only a parent that actually suspended is resumed here; one that is still inside
             // its await_suspend continues on its own when that returns false.
@@ -45,20 +47,15 @@ struct TaskPromiseBase : CancellablePromise {
             if (promise.continuationWaiting)
                 promise.continuation.resume();
         }
-        void await_resume() noexcept {}
+        void await_resume() noexcept { }
     };
     FinalAwaiter final_suspend() noexcept { return {}; }
     void unhandled_exception() { exception = std::current_exception(); }
 };
 
-template <class T>
-struct ValuePromise : TaskPromiseBase {
+template <class T> struct ValuePromise : TaskPromiseBase {
     std::optional<T> value;
-    template <class U>
-    void return_value(U&& v)
-    {
-        value.emplace(std::forward<U>(v));
-    }
+    template <class U> void return_value(U&& v) { value.emplace(std::forward<U>(v)); }
     T take()
     {
         if (exception)
@@ -67,9 +64,8 @@ struct ValuePromise : TaskPromiseBase {
     }
 };
 
-template <>
-struct ValuePromise<void> : TaskPromiseBase {
-    void return_void() {}
+template <> struct ValuePromise<void> : TaskPromiseBase {
+    void return_void() { }
     void take()
     {
         if (exception)
@@ -77,10 +73,9 @@ struct ValuePromise<void> : TaskPromiseBase {
     }
 };
 
-}  // namespace detail
+} // namespace detail
 
-template <class T = void>
-class [[nodiscard]] Task {
+template <class T = void> class [[nodiscard]] Task {
 public:
     struct promise_type : detail::ValuePromise<T> {
         Task get_return_object() { return Task(std::coroutine_handle<promise_type>::from_promise(*this)); }
@@ -88,8 +83,14 @@ public:
     using Handle = std::coroutine_handle<promise_type>;
 
     Task() = default;
-    explicit Task(Handle handle) : handle_(handle) {}
-    Task(Task&& other) noexcept : handle_(std::exchange(other.handle_, {})) {}
+    explicit Task(Handle handle)
+        : handle_(handle)
+    {
+    }
+    Task(Task&& other) noexcept
+        : handle_(std::exchange(other.handle_, {}))
+    {
+    }
     Task& operator=(Task&& other) noexcept
     {
         if (this != &other) {
@@ -112,8 +113,7 @@ public:
     struct Awaiter {
         Handle child;
         bool await_ready() const noexcept { return !child || child.done(); }
-        template <detail::HasCancellation P>
-        bool await_suspend(std::coroutine_handle<P> parent)
+        template <detail::HasCancellation P> bool await_suspend(std::coroutine_handle<P> parent)
         {
             auto& promise = child.promise();
             promise.cancellation = parent.promise().cancellation;
@@ -126,7 +126,7 @@ public:
         }
         T await_resume() { return child.promise().take(); }
     };
-    Awaiter operator co_await() const& noexcept { return Awaiter{handle_}; }
+    Awaiter operator co_await() const& noexcept { return Awaiter { handle_ }; }
 
 private:
     Handle handle_;
@@ -137,14 +137,13 @@ namespace detail {
 struct CancellationProbe {
     std::shared_ptr<CancellationState> state;
     bool await_ready() const noexcept { return false; }
-    template <HasCancellation P>
-    bool await_suspend(std::coroutine_handle<P> h) noexcept
+    template <HasCancellation P> bool await_suspend(std::coroutine_handle<P> h) noexcept
     {
         state = h.promise().cancellation;
         return false;
     }
 };
-}  // namespace detail
+} // namespace detail
 
 // `co_await checkCancellation();` throws CancellationError when the current task is cancelled.
 inline auto checkCancellation()
@@ -156,7 +155,7 @@ inline auto checkCancellation()
                 throw CancellationError();
         }
     };
-    return Awaiter{};
+    return Awaiter {};
 }
 
 // `co_await isTaskCancelled()` answers without throwing.
@@ -165,19 +164,18 @@ inline auto isTaskCancelled()
     struct Awaiter : detail::CancellationProbe {
         bool await_resume() const { return state && state->isCancelled(); }
     };
-    return Awaiter{};
+    return Awaiter {};
 }
 
 // `auto guard = co_await onCancellation(fn);` runs fn when the current task is cancelled while
 // the guard lives (at once if it already is).
-template <class F>
-auto onCancellation(F handler)
+template <class F> auto onCancellation(F handler)
 {
     struct Awaiter : detail::CancellationProbe {
         F handler;
         CancellationHandler await_resume() { return CancellationHandler(state, std::move(handler)); }
     };
-    return Awaiter{{}, std::move(handler)};
+    return Awaiter { {}, std::move(handler) };
 }
 
-}  // namespace brindlet
+} // namespace brindlet

@@ -8,8 +8,6 @@
 
 namespace brindlet {
 
-
-
 // The floating panel, the bubble and the application's windows, as the model drives them.
 class WindowCoordinating {
 public:
@@ -26,4 +24,4 @@ public:
     virtual void resignKeyboard() = 0;
 };
 
-}  // namespace brindlet
+} // namespace brindlet

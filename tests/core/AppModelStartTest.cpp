@@ -24,11 +24,11 @@ TEST_F(AppModelStart, StartsEveryServiceOnceInOrder)
     model.start();
     drainEvents();
     EXPECT_FALSE(model.accessibilityGranted());
-    EXPECT_EQ(h.analytics.starts, std::vector<bool>{false});
-    EXPECT_EQ(h.selection.calls, (QStringList{u"setOnSelectionChanged"_qs, u"startMonitoring"_qs}));
+    EXPECT_EQ(h.analytics.starts, std::vector<bool> { false });
+    EXPECT_EQ(h.selection.calls, (QStringList { u"setOnSelectionChanged"_qs, u"startMonitoring"_qs }));
     EXPECT_EQ(h.provider.calls.filter(u"prepare"_qs),
-              (QStringList{u"prepare(ollama)"_qs, u"prepare(claude)"_qs, u"prepare(codex)"_qs, u"prepare(cursor)"_qs,
-                           u"prepare(gemini)"_qs}));
+        (QStringList { u"prepare(ollama)"_qs, u"prepare(claude)"_qs, u"prepare(codex)"_qs, u"prepare(cursor)"_qs,
+            u"prepare(gemini)"_qs }));
     // Onboarding is open, so readiness is refreshed for all five.
     EXPECT_EQ(h.provider.calls.filter(u"readiness"_qs).size(), 5);
     ASSERT_EQ(h.hotKeys.registrations.size(), 1u);
@@ -71,8 +71,8 @@ TEST_F(AppModelStart, PermissionPollingClearsOnlyAccessibilityMessagesOnGrant)
     model.requestAccessibilityPermission();
     EXPECT_EQ(h.selection.calls.last(), u"requestAccessibilityAccess"_qs);
     EXPECT_EQ(model.statusMessage(),
-              u"Enable Brindlet in Accessibility. If it is already on, turn it off and on once to replace the older "
-              u"app authorization."_qs);
+        u"Enable Brindlet in Accessibility. If it is already on, turn it off and on once to replace the older "
+        u"app authorization."_qs);
 
     const int before = h.accessibility.queries;
     h.clock.advance(1200ms);
@@ -101,23 +101,24 @@ TEST_F(AppModelStart, ReadinessAnswersLandPerKindAndFillAnEmptyModel)
     EXPECT_EQ(model.providerReadiness().at(ProviderKind::codex).state, ProviderReadiness::State::checking);
     EXPECT_EQ(model.providerReadiness().at(ProviderKind::codex).detail, u"Checking…"_qs);
     h.provider.pendingReadiness[ProviderKind::ollama]->resolve(
-        {ProviderReadiness::State::ready, u"Ollama is running with 2 installed models."_qs, {u"a"_qs, u"b"_qs}});
+        { ProviderReadiness::State::ready, u"Ollama is running with 2 installed models."_qs, { u"a"_qs, u"b"_qs } });
     EXPECT_TRUE(model.isProviderReady());
-    EXPECT_EQ(model.ollamaModels(), (QStringList{u"a"_qs, u"b"_qs}));
+    EXPECT_EQ(model.ollamaModels(), (QStringList { u"a"_qs, u"b"_qs }));
     EXPECT_EQ(h.settings.ollamaModel(), u"a"_qs);
     EXPECT_EQ(model.providerLabel(), u"Ollama · a"_qs);
     EXPECT_EQ(model.providerReadiness().at(ProviderKind::codex).state, ProviderReadiness::State::checking);
     drainEvents();
-    EXPECT_TRUE(h.provider.calls.filter(u"preload"_qs).isEmpty());  // a refresh stores, it does not preload
+    EXPECT_TRUE(h.provider.calls.filter(u"preload"_qs).isEmpty()); // a refresh stores, it does not preload
 }
 
 TEST_F(AppModelStart, DuplicateShortcutsLoseToTheFirstActionInOrder)
 {
-    h.settings.setShortcut(GlobalHotKeyAction::quickFix, SettingsStore::defaultShortcut(GlobalHotKeyAction::quickCommand));
+    h.settings.setShortcut(
+        GlobalHotKeyAction::quickFix, SettingsStore::defaultShortcut(GlobalHotKeyAction::quickCommand));
     h.settings.setShortcut(GlobalHotKeyAction::openWorkspace, std::nullopt);
-    h.hotKeys.failures[GlobalHotKeyAction::quickCommand] = {
-        SettingsStore::defaultShortcut(GlobalHotKeyAction::quickCommand),
-        GlobalHotKeyRegistrationError::Failure::shortcut, -9878};
+    h.hotKeys.failures[GlobalHotKeyAction::quickCommand]
+        = { SettingsStore::defaultShortcut(GlobalHotKeyAction::quickCommand),
+              GlobalHotKeyRegistrationError::Failure::shortcut, -9878 };
     model.reregisterHotKeys();
     ASSERT_EQ(h.hotKeys.registrations.size(), 1u);
     EXPECT_EQ(h.hotKeys.registrations[0].size(), 1u);
@@ -125,7 +126,7 @@ TEST_F(AppModelStart, DuplicateShortcutsLoseToTheFirstActionInOrder)
     const HotKeyMessages& messages = model.hotKeyMessages();
     EXPECT_EQ(messages.at(GlobalHotKeyAction::quickFix), u"⇧⌘Space is already assigned to Quick Command."_qs);
     EXPECT_EQ(messages.at(GlobalHotKeyAction::quickCommand),
-              u"⇧⌘Space is unavailable. Choose another shortcut or change the conflicting shortcut in the other app."_qs);
+        u"⇧⌘Space is unavailable. Choose another shortcut or change the conflicting shortcut in the other app."_qs);
     EXPECT_FALSE(messages.count(GlobalHotKeyAction::openWorkspace));
 }
 
@@ -142,12 +143,12 @@ TEST_F(AppModelStart, HotKeyPressesOpenTheHUDAndTheWorkspace)
 
     h.hotKeys.onPressed(GlobalHotKeyAction::openWorkspace);
     EXPECT_EQ(model.quickHUDPhase(), QuickHUDPhase::bubble);
-    EXPECT_EQ(model.workingSourceText(), u"picked"_qs);  // the session carries over
+    EXPECT_EQ(model.workingSourceText(), u"picked"_qs); // the session carries over
     EXPECT_EQ(opened, 1);
-    EXPECT_FALSE(h.windows.calls.contains(u"bringWorkspaceForward"_qs));  // only on the next turn
+    EXPECT_FALSE(h.windows.calls.contains(u"bringWorkspaceForward"_qs)); // only on the next turn
     drainEvents();
     EXPECT_EQ(h.windows.calls.last(), u"bringWorkspaceForward"_qs);
-    EXPECT_EQ(h.analytics.typeNames().mid(0, 2), (QStringList{u"QUICK_COMMAND_OPENED"_qs, u"WORKSPACE_OPENED"_qs}));
+    EXPECT_EQ(h.analytics.typeNames().mid(0, 2), (QStringList { u"QUICK_COMMAND_OPENED"_qs, u"WORKSPACE_OPENED"_qs }));
 }
 
 TEST_F(AppModelStart, OpeningWithoutCaptureFallsBackAndExplainsMissingPermission)
@@ -156,8 +157,9 @@ TEST_F(AppModelStart, OpeningWithoutCaptureFallsBackAndExplainsMissingPermission
     model.setObservedSnapshot(std::nullopt);
     h.openHUDWithoutCapture();
     EXPECT_FALSE(model.snapshot());
-    EXPECT_EQ(model.statusMessage(), u"Enable Accessibility to capture selected text or a writing cursor. You can still "
-                                     u"generate and copy content."_qs);
+    EXPECT_EQ(model.statusMessage(),
+        u"Enable Accessibility to capture selected text or a writing cursor. You can still "
+        u"generate and copy content."_qs);
 
     const auto observed = AppModelHarness::snapshot(u"seen"_qs);
     model.setObservedSnapshot(observed);
@@ -189,12 +191,11 @@ struct ObservedCase {
     bool bubbleSetting;
     bool hudOpen;
     bool expectObserved;
-    QString expectCall;  // empty: no bubble call
+    QString expectCall; // empty: no bubble call
 };
 BRINDLET_PRINT_CASE_NAME(ObservedCase)
 
-
-class ObservedSelection : public AppModelStart, public ::testing::WithParamInterface<ObservedCase> {};
+class ObservedSelection : public AppModelStart, public ::testing::WithParamInterface<ObservedCase> { };
 
 TEST_P(ObservedSelection, FeedsTheBubble)
 {
@@ -208,17 +209,16 @@ TEST_P(ObservedSelection, FeedsTheBubble)
     EXPECT_EQ(model.observedSnapshot().has_value(), c.expectObserved);
     EXPECT_EQ(h.windows.calls.join(u","_qs), c.expectCall);
     if (c.hudOpen) {
-        EXPECT_EQ(model.snapshot()->text, u"session"_qs);  // an open HUD never reacts
+        EXPECT_EQ(model.snapshot()->text, u"session"_qs); // an open HUD never reacts
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    AppModel, ObservedSelection,
-    ::testing::Values(ObservedCase{"visibleText", u"hello"_qs, true, false, true, u"showSelectionBubble"_qs},
-                      ObservedCase{"blanksOnly", u"  \n"_qs, true, false, false, u"hideSelectionBubble"_qs},
-                      ObservedCase{"cursor", std::nullopt, true, false, false, u"hideSelectionBubble"_qs},
-                      ObservedCase{"bubbleTurnedOff", u"hello"_qs, false, false, true, u"hideSelectionBubble"_qs},
-                      ObservedCase{"hudOpen", u"hello"_qs, true, true, true, u""_qs}),
+INSTANTIATE_TEST_SUITE_P(AppModel, ObservedSelection,
+    ::testing::Values(ObservedCase { "visibleText", u"hello"_qs, true, false, true, u"showSelectionBubble"_qs },
+        ObservedCase { "blanksOnly", u"  \n"_qs, true, false, false, u"hideSelectionBubble"_qs },
+        ObservedCase { "cursor", std::nullopt, true, false, false, u"hideSelectionBubble"_qs },
+        ObservedCase { "bubbleTurnedOff", u"hello"_qs, false, false, true, u"hideSelectionBubble"_qs },
+        ObservedCase { "hudOpen", u"hello"_qs, true, true, true, u""_qs }),
     [](const auto& info) { return std::string(info.param.name); });
 
-}  // namespace
+} // namespace

@@ -14,7 +14,7 @@ namespace {
 
 Preset customPreset(PresetInput input, const QString& instruction = u"Do the thing."_qs)
 {
-    return Preset{QUuid::createUuid(), u"Mine"_qs, u"star"_qs, instruction, input, DeliveryPreference::smart, false};
+    return Preset { QUuid::createUuid(), u"Mine"_qs, u"star"_qs, instruction, input, DeliveryPreference::smart, false };
 }
 
 class AppModelGeneration : public ::testing::Test {
@@ -27,16 +27,15 @@ protected:
 
 struct RefusalCase {
     const char* name;
-    std::optional<std::optional<QString>> selection;  // outer nullopt: no snapshot; inner nullopt: cursor
-    QString workingText;               // replaces the working copy when a snapshot exists
+    std::optional<std::optional<QString>> selection; // outer nullopt: no snapshot; inner nullopt: cursor
+    QString workingText; // replaces the working copy when a snapshot exists
     QString instruction;
     std::function<std::optional<Preset>()> preset;
     QString message;
 };
 BRINDLET_PRINT_CASE_NAME(RefusalCase)
 
-
-class GenerateRefusals : public AppModelGeneration, public ::testing::WithParamInterface<RefusalCase> {};
+class GenerateRefusals : public AppModelGeneration, public ::testing::WithParamInterface<RefusalCase> { };
 
 TEST_P(GenerateRefusals, ChangeOnlyTheStatusMessage)
 {
@@ -61,23 +60,22 @@ const auto translate = [] { return Preset::builtIn(u"Translate"_qs); };
 const auto summarize = [] { return Preset::builtIn(u"Summarize"_qs); };
 const auto none = [] { return std::optional<Preset>(); };
 
-INSTANTIATE_TEST_SUITE_P(
-    AppModel, GenerateRefusals,
+INSTANTIATE_TEST_SUITE_P(AppModel, GenerateRefusals,
     ::testing::Values(
         // The language check comes first, even without any snapshot.
-        RefusalCase{"translateWithoutDirection", std::nullopt, {}, u"  \n"_qs, translate,
-                    u"Enter the target language, then generate."_qs},
-        RefusalCase{"selectionRequiredWithoutSnapshot", std::nullopt, {}, u"x"_qs, summarize,
-                    u"Select text in another app, then choose this action."_qs},
-        RefusalCase{"selectionRequiredAtCursor", std::make_optional(std::optional<QString>()), {}, u""_qs, summarize,
-                    u"Select text in another app, then choose this action."_qs},
-        RefusalCase{"sourceEmptiedByUser", std::make_optional(std::optional(u"Hello"_qs)), u"  \n "_qs, u""_qs, summarize,
-                    u"Add source text or revert to the captured selection."_qs},
-        RefusalCase{"nothingToDo", std::make_optional(std::optional(u"Hello"_qs)), u"Hello"_qs, u"   "_qs, none,
-                    u"Describe what you want Brindlet to write or do."_qs},
-        RefusalCase{"presetWithBlankInstruction", std::make_optional(std::optional(u"Hello"_qs)), u"Hello"_qs, u""_qs,
-                    [] { return std::optional(customPreset(PresetInput::selectionOptional, u"  "_qs)); },
-                    u"Describe what you want Brindlet to write or do."_qs}),
+        RefusalCase { "translateWithoutDirection", std::nullopt, {}, u"  \n"_qs, translate,
+            u"Enter the target language, then generate."_qs },
+        RefusalCase { "selectionRequiredWithoutSnapshot", std::nullopt, {}, u"x"_qs, summarize,
+            u"Select text in another app, then choose this action."_qs },
+        RefusalCase { "selectionRequiredAtCursor", std::make_optional(std::optional<QString>()), {}, u""_qs, summarize,
+            u"Select text in another app, then choose this action."_qs },
+        RefusalCase { "sourceEmptiedByUser", std::make_optional(std::optional(u"Hello"_qs)), u"  \n "_qs, u""_qs,
+            summarize, u"Add source text or revert to the captured selection."_qs },
+        RefusalCase { "nothingToDo", std::make_optional(std::optional(u"Hello"_qs)), u"Hello"_qs, u"   "_qs, none,
+            u"Describe what you want Brindlet to write or do."_qs },
+        RefusalCase { "presetWithBlankInstruction", std::make_optional(std::optional(u"Hello"_qs)), u"Hello"_qs, u""_qs,
+            [] { return std::optional(customPreset(PresetInput::selectionOptional, u"  "_qs)); },
+            u"Describe what you want Brindlet to write or do."_qs }),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(AppModelGeneration, GenerateWhileGeneratingChangesNothing)
@@ -97,7 +95,7 @@ TEST_F(AppModelGeneration, GenerateWhileGeneratingChangesNothing)
 
 struct RequestCase {
     const char* name;
-    std::optional<std::optional<QString>> selection;  // outer nullopt: no snapshot; inner nullopt: cursor
+    std::optional<std::optional<QString>> selection; // outer nullopt: no snapshot; inner nullopt: cursor
     std::optional<QString> editedText;
     std::function<std::optional<Preset>()> preset;
     bool expectBlock;
@@ -106,8 +104,7 @@ struct RequestCase {
 };
 BRINDLET_PRINT_CASE_NAME(RequestCase)
 
-
-class GenerateRequests : public AppModelGeneration, public ::testing::WithParamInterface<RequestCase> {};
+class GenerateRequests : public AppModelGeneration, public ::testing::WithParamInterface<RequestCase> { };
 
 TEST_P(GenerateRequests, CarryTheRightTextAndDelivery)
 {
@@ -133,21 +130,19 @@ TEST_P(GenerateRequests, CarryTheRightTextAndDelivery)
 const auto write = [] { return Preset::builtIn(u"Write"_qs); };
 const auto optionalPreset = [] { return std::optional(customPreset(PresetInput::selectionOptional)); };
 
-INSTANTIATE_TEST_SUITE_P(
-    AppModel, GenerateRequests,
-    ::testing::Values(
-        RequestCase{"noPresetOverSelection", std::optional<QString>(u"Hello"_qs), std::nullopt, none, true,
-                    u"Hello"_qs, DeliveryPreference::replace},
-        RequestCase{"editedSourceIsSent", std::optional<QString>(u"Hello"_qs), u"Hello, edited"_qs, none, true,
-                    u"Hello, edited"_qs, DeliveryPreference::replace},
-        RequestCase{"emptiedSourceSendsEmptyString", std::optional<QString>(u"Hello"_qs), u""_qs, none, true, u""_qs,
-                    DeliveryPreference::replace},
-        RequestCase{"optionalPresetWithoutSnapshot", std::nullopt, std::nullopt, optionalPreset, false, {},
-                    DeliveryPreference::copy},
-        RequestCase{"optionalPresetAtCursor", std::optional<QString>(), std::nullopt, optionalPreset, false, {},
-                    DeliveryPreference::insert},
-        RequestCase{"newContentOverSelectionSendsNoBlock", std::optional<QString>(u"Hello"_qs), std::nullopt, write,
-                    false, {}, DeliveryPreference::copy}),
+INSTANTIATE_TEST_SUITE_P(AppModel, GenerateRequests,
+    ::testing::Values(RequestCase { "noPresetOverSelection", std::optional<QString>(u"Hello"_qs), std::nullopt, none,
+                          true, u"Hello"_qs, DeliveryPreference::replace },
+        RequestCase { "editedSourceIsSent", std::optional<QString>(u"Hello"_qs), u"Hello, edited"_qs, none, true,
+            u"Hello, edited"_qs, DeliveryPreference::replace },
+        RequestCase { "emptiedSourceSendsEmptyString", std::optional<QString>(u"Hello"_qs), u""_qs, none, true, u""_qs,
+            DeliveryPreference::replace },
+        RequestCase { "optionalPresetWithoutSnapshot", std::nullopt, std::nullopt, optionalPreset, false, {},
+            DeliveryPreference::copy },
+        RequestCase { "optionalPresetAtCursor", std::optional<QString>(), std::nullopt, optionalPreset, false, {},
+            DeliveryPreference::insert },
+        RequestCase { "newContentOverSelectionSendsNoBlock", std::optional<QString>(u"Hello"_qs), std::nullopt, write,
+            false, {}, DeliveryPreference::copy }),
     [](const auto& info) { return std::string(info.param.name); });
 
 // ---- the life of a generation ----
@@ -190,10 +185,11 @@ TEST_F(AppModelGeneration, SuccessStreamsPreviewsThenSetsResultBeforeIdle)
     ASSERT_TRUE(model.lastGenerationRequest());
 
     EXPECT_EQ(h.analytics.typeNames(),
-              (QStringList{u"QUICK_COMMAND_OPENED"_qs, u"GENERATION_STARTED"_qs, u"GENERATION_COMPLETED"_qs}));
+        (QStringList { u"QUICK_COMMAND_OPENED"_qs, u"GENERATION_STARTED"_qs, u"GENERATION_COMPLETED"_qs }));
     const AnalyticsDimensions& started = h.analytics.events[1].dimensions;
-    EXPECT_EQ(started, (AnalyticsDimensions{u"ollama"_qs, u"custom"_qs, u"global_hotkey"_qs, u"quick_hud"_qs,
-                                            u"replace"_qs, std::nullopt, std::nullopt}));
+    EXPECT_EQ(started,
+        (AnalyticsDimensions { u"ollama"_qs, u"custom"_qs, u"global_hotkey"_qs, u"quick_hud"_qs, u"replace"_qs,
+            std::nullopt, std::nullopt }));
     const AnalyticsDimensions& completed = h.analytics.events[2].dimensions;
     EXPECT_EQ(completed.outcome, u"success"_qs);
     EXPECT_EQ(completed.durationBucket, u"1to3s"_qs);
@@ -233,7 +229,7 @@ TEST_F(AppModelGeneration, FailureShowsTheProviderWordsAndKeepsInput)
     EXPECT_EQ(model.instruction(), u"shorter still"_qs);
     EXPECT_EQ(model.result(), u"old result"_qs);
     EXPECT_TRUE(model.generationPreview().isEmpty());
-    EXPECT_TRUE(model.lastGenerationRequest());  // so the regeneration can be tried again
+    EXPECT_TRUE(model.lastGenerationRequest()); // so the regeneration can be tried again
     EXPECT_EQ(h.analytics.events.back().dimensions.outcome, u"provider_error"_qs);
 }
 
@@ -248,7 +244,7 @@ TEST_F(AppModelGeneration, ProviderCancellationForActiveRequestEndsQuietly)
     ASSERT_TRUE(runUntil([&] { return !model.isGenerating(); }));
     EXPECT_EQ(model.quickHUDPhase(), QuickHUDPhase::compose);
     EXPECT_FALSE(model.statusMessage());
-    EXPECT_EQ(model.generationPreview(), u"so far"_qs);  // the one end that keeps it
+    EXPECT_EQ(model.generationPreview(), u"so far"_qs); // the one end that keeps it
     EXPECT_EQ(h.analytics.typeNames().back(), u"GENERATION_CANCELLED"_qs);
 }
 
@@ -261,8 +257,7 @@ struct CancelCase {
 };
 BRINDLET_PRINT_CASE_NAME(CancelCase)
 
-
-class CancelGeneration : public AppModelGeneration, public ::testing::WithParamInterface<CancelCase> {};
+class CancelGeneration : public AppModelGeneration, public ::testing::WithParamInterface<CancelCase> { };
 
 TEST_P(CancelGeneration, RecordsAndReports)
 {
@@ -291,11 +286,10 @@ TEST_P(CancelGeneration, RecordsAndReports)
 }
 
 INSTANTIATE_TEST_SUITE_P(AppModel, CancelGeneration,
-                         ::testing::Values(CancelCase{"quietWhileGenerating", true, false, std::nullopt, 1},
-                                           CancelCase{"reportedWhileGenerating", true, true,
-                                                      u"Generation cancelled."_qs, 1},
-                                           CancelCase{"reportedWhileIdle", false, true, std::nullopt, 0}),
-                         [](const auto& info) { return std::string(info.param.name); });
+    ::testing::Values(CancelCase { "quietWhileGenerating", true, false, std::nullopt, 1 },
+        CancelCase { "reportedWhileGenerating", true, true, u"Generation cancelled."_qs, 1 },
+        CancelCase { "reportedWhileIdle", false, true, std::nullopt, 0 }),
+    [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(AppModelGeneration, AnswerFromACancelledTaskIsIgnored)
 {
@@ -369,8 +363,8 @@ TEST_F(AppModelGeneration, RegenerateRepeatsTheOldRequestAfterProviderChanges)
 
 TEST_F(AppModelGeneration, DurationBucketsFollowTheMonotonicClock)
 {
-    const std::pair<Duration, const char*> cases[] = {
-        {0ms, "lt1s"}, {999ms, "lt1s"}, {1s, "1to3s"}, {3s, "3to10s"}, {10s, "10to30s"}, {30s, "30splus"}};
+    const std::pair<Duration, const char*> cases[] = { { 0ms, "lt1s" }, { 999ms, "lt1s" }, { 1s, "1to3s" },
+        { 3s, "3to10s" }, { 10s, "10to30s" }, { 30s, "30splus" } };
     for (const auto& [elapsed, bucket] : cases) {
         model.setInstruction(u"go"_qs);
         model.generate();
@@ -402,14 +396,14 @@ TEST_F(AppModelGeneration, ProviderChangeStoresTheDefaultAndWarmsOnlyOnChange)
     EXPECT_TRUE(h.provider.calls.filter(u"prepare"_qs).isEmpty());
     h.settings.setDefaultProvider(ProviderKind::codex);
     model.setStatusMessage(u"old"_qs);
-    model.setProvider(ProviderKind::ollama);  // same value: the default is still repaired
+    model.setProvider(ProviderKind::ollama); // same value: the default is still repaired
     EXPECT_EQ(h.settings.defaultProvider(), ProviderKind::ollama);
     EXPECT_EQ(model.statusMessage(), u"old"_qs);
     model.setProvider(ProviderKind::claude);
     drainEvents();
     EXPECT_EQ(h.settings.defaultProvider(), ProviderKind::claude);
     EXPECT_FALSE(model.statusMessage());
-    EXPECT_EQ(h.provider.calls.filter(u"prepare"_qs), QStringList{u"prepare(claude)"_qs});
+    EXPECT_EQ(h.provider.calls.filter(u"prepare"_qs), QStringList { u"prepare(claude)"_qs });
     EXPECT_EQ(model.providerLabel(), u"Claude CLI"_qs);
 }
 
@@ -423,4 +417,4 @@ TEST_F(AppModelGeneration, DestroyingTheModelMidGenerationIsSafe)
     drainEvents();
 }
 
-}  // namespace
+} // namespace

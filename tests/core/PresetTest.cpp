@@ -17,8 +17,9 @@ TEST(Preset, BuiltInsAreTheSixInOrder)
         names << preset.name;
         EXPECT_TRUE(preset.isBuiltIn);
     }
-    EXPECT_EQ(names, (QStringList{u"Write"_qs, u"Summarize"_qs, u"Fix Writing"_qs, u"Rewrite"_qs, u"Explain"_qs,
-                                  u"Translate"_qs}));
+    EXPECT_EQ(names,
+        (QStringList {
+            u"Write"_qs, u"Summarize"_qs, u"Fix Writing"_qs, u"Rewrite"_qs, u"Explain"_qs, u"Translate"_qs }));
     EXPECT_EQ(Preset::builtIns()[5].id, Preset::translateID);
     EXPECT_EQ(Preset::translateID.toString(QUuid::WithoutBraces).toUpper(), u"B68F76DF-68AE-4F88-BC5A-582C8D316006"_qs);
     EXPECT_EQ(Preset::builtIns()[0].input, PresetInput::newContent);
@@ -29,10 +30,10 @@ TEST(Preset, EncodesTheSevenKeysInOrderAndRoundTrips)
 {
     const Preset preset = Preset::builtIns()[2];
     EXPECT_EQ(preset.toJson(),
-              QByteArray("{\"id\":\"B68F76DF-68AE-4F88-BC5A-582C8D316003\",\"name\":\"Fix Writing\",\"systemImage\":"
-                         "\"checkmark.seal\",\"instruction\":\"Correct grammar, spelling, punctuation, and awkward "
-                         "wording without changing the meaning.\",\"input\":\"selectionRequired\",\"delivery\":\"smart\","
-                         "\"isBuiltIn\":true}"));
+        QByteArray("{\"id\":\"B68F76DF-68AE-4F88-BC5A-582C8D316003\",\"name\":\"Fix Writing\",\"systemImage\":"
+                   "\"checkmark.seal\",\"instruction\":\"Correct grammar, spelling, punctuation, and awkward "
+                   "wording without changing the meaning.\",\"input\":\"selectionRequired\",\"delivery\":\"smart\","
+                   "\"isBuiltIn\":true}"));
     const auto decoded = decodePresets(encodePresets(Preset::builtIns()));
     ASSERT_TRUE(decoded);
     EXPECT_EQ(*decoded, Preset::builtIns());
@@ -41,12 +42,11 @@ TEST(Preset, EncodesTheSevenKeysInOrderAndRoundTrips)
 struct DecodeCase {
     const char* name;
     const char* key;
-    QJsonValue value;  // undefined removes the key
+    QJsonValue value; // undefined removes the key
 };
 BRINDLET_PRINT_CASE_NAME(DecodeCase)
 
-
-class PresetStrictDecoding : public ::testing::TestWithParam<DecodeCase> {};
+class PresetStrictDecoding : public ::testing::TestWithParam<DecodeCase> { };
 
 TEST_P(PresetStrictDecoding, RejectsTheRecord)
 {
@@ -62,16 +62,15 @@ TEST_P(PresetStrictDecoding, RejectsTheRecord)
     EXPECT_FALSE(decodePresets("[" + Preset::builtIns()[1].toJson() + "," + QJsonDocument(object).toJson() + "]"));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Preset, PresetStrictDecoding,
-    ::testing::Values(DecodeCase{"missingIsBuiltIn", "isBuiltIn", QJsonValue(QJsonValue::Undefined)},
-                      DecodeCase{"missingId", "id", QJsonValue(QJsonValue::Undefined)},
-                      DecodeCase{"missingName", "name", QJsonValue(QJsonValue::Undefined)},
-                      DecodeCase{"unknownInput", "input", QJsonValue(u"sometimes"_qs)},
-                      DecodeCase{"unknownDelivery", "delivery", QJsonValue(u"email"_qs)},
-                      DecodeCase{"bracedId", "id", QJsonValue(u"{B68F76DF-68AE-4F88-BC5A-582C8D316001}"_qs)},
-                      DecodeCase{"badId", "id", QJsonValue(u"not-a-uuid"_qs)},
-                      DecodeCase{"stringBoolean", "isBuiltIn", QJsonValue(u"true"_qs)}),
+INSTANTIATE_TEST_SUITE_P(Preset, PresetStrictDecoding,
+    ::testing::Values(DecodeCase { "missingIsBuiltIn", "isBuiltIn", QJsonValue(QJsonValue::Undefined) },
+        DecodeCase { "missingId", "id", QJsonValue(QJsonValue::Undefined) },
+        DecodeCase { "missingName", "name", QJsonValue(QJsonValue::Undefined) },
+        DecodeCase { "unknownInput", "input", QJsonValue(u"sometimes"_qs) },
+        DecodeCase { "unknownDelivery", "delivery", QJsonValue(u"email"_qs) },
+        DecodeCase { "bracedId", "id", QJsonValue(u"{B68F76DF-68AE-4F88-BC5A-582C8D316001}"_qs) },
+        DecodeCase { "badId", "id", QJsonValue(u"not-a-uuid"_qs) },
+        DecodeCase { "stringBoolean", "isBuiltIn", QJsonValue(u"true"_qs) }),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(Preset, EqualityAndHashCoverDelivery)
@@ -93,8 +92,8 @@ TEST(ProviderKind, WireAndDisplayNames)
         display << displayName(kind);
         EXPECT_EQ(providerKindFromWireName(wireName(kind)), kind);
     }
-    EXPECT_EQ(wire, (QStringList{u"ollama"_qs, u"claude"_qs, u"codex"_qs, u"cursor"_qs, u"gemini"_qs}));
+    EXPECT_EQ(wire, (QStringList { u"ollama"_qs, u"claude"_qs, u"codex"_qs, u"cursor"_qs, u"gemini"_qs }));
     EXPECT_EQ(display,
-              (QStringList{u"Ollama"_qs, u"Claude CLI"_qs, u"Codex CLI"_qs, u"Cursor Agent"_qs, u"Gemini CLI"_qs}));
+        (QStringList { u"Ollama"_qs, u"Claude CLI"_qs, u"Codex CLI"_qs, u"Cursor Agent"_qs, u"Gemini CLI"_qs }));
     EXPECT_FALSE(providerKindFromWireName(u"Ollama"_qs));
 }

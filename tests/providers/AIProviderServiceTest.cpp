@@ -12,7 +12,10 @@ using namespace brindlet::test;
 
 namespace {
 
-Task<void> ignorePreview(QString) { co_return; }
+Task<void> ignorePreview(QString)
+{
+    co_return;
+}
 
 struct ReadinessCase {
     const char* name;
@@ -23,38 +26,36 @@ struct ReadinessCase {
 };
 BRINDLET_PRINT_CASE_NAME(ReadinessCase)
 
-
-class OllamaReadiness : public ::testing::TestWithParam<ReadinessCase> {};
+class OllamaReadiness : public ::testing::TestWithParam<ReadinessCase> { };
 
 TEST_P(OllamaReadiness, DescribesTheServer)
 {
     FakeOllamaServer server;
     AIProviderService service;
     server.respondWith(FakeResponse::json(GetParam().status, GetParam().body));
-    const auto readiness = runTask(service.readiness(ProviderKind::ollama, {server.baseURL(), GetParam().model}));
+    const auto readiness = runTask(service.readiness(ProviderKind::ollama, { server.baseURL(), GetParam().model }));
     EXPECT_EQ(readiness, GetParam().expected);
 }
 
 using State = ProviderReadiness::State;
-INSTANTIATE_TEST_SUITE_P(
-    Service, OllamaReadiness,
-    ::testing::Values(
-        ReadinessCase{"notResponding", 500, "{}", u""_qs,
-                      {State::unavailable, u"Ollama is not responding at this address."_qs, {}}},
-        ReadinessCase{"noModels", 200, "{\"models\":[]}", u""_qs,
-                      {State::unavailable, u"Ollama is running, but no models are installed."_qs, {}}},
-        ReadinessCase{"selectedModelGone", 200, "{\"models\":[{\"name\":\"b\"},{\"name\":\"a\"}]}", u"c"_qs,
-                      {State::unavailable, u"The selected Ollama model is no longer installed."_qs, {u"a"_qs, u"b"_qs}}},
-        ReadinessCase{"oneModel", 200, "{\"models\":[{\"name\":\"a\"}]}", u"a"_qs,
-                      {State::ready, u"Ollama is running with 1 installed model."_qs, {u"a"_qs}}},
-        ReadinessCase{"noModelChosenYet", 200, "{\"models\":[{\"name\":\"a\"},{\"name\":\"b\"}]}", u""_qs,
-                      {State::ready, u"Ollama is running with 2 installed models."_qs, {u"a"_qs, u"b"_qs}}}),
+INSTANTIATE_TEST_SUITE_P(Service, OllamaReadiness,
+    ::testing::Values(ReadinessCase { "notResponding", 500, "{}", u""_qs,
+                          { State::unavailable, u"Ollama is not responding at this address."_qs, {} } },
+        ReadinessCase { "noModels", 200, "{\"models\":[]}", u""_qs,
+            { State::unavailable, u"Ollama is running, but no models are installed."_qs, {} } },
+        ReadinessCase { "selectedModelGone", 200, "{\"models\":[{\"name\":\"b\"},{\"name\":\"a\"}]}", u"c"_qs,
+            { State::unavailable, u"The selected Ollama model is no longer installed."_qs, { u"a"_qs, u"b"_qs } } },
+        ReadinessCase { "oneModel", 200, "{\"models\":[{\"name\":\"a\"}]}", u"a"_qs,
+            { State::ready, u"Ollama is running with 1 installed model."_qs, { u"a"_qs } } },
+        ReadinessCase { "noModelChosenYet", 200, "{\"models\":[{\"name\":\"a\"},{\"name\":\"b\"}]}", u""_qs,
+            { State::ready, u"Ollama is running with 2 installed models."_qs, { u"a"_qs, u"b"_qs } } }),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(AIProviderService, AgentProvidersSayTheyAreNotAvailableYet)
 {
     AIProviderService service;
-    for (ProviderKind kind : {ProviderKind::claude, ProviderKind::codex, ProviderKind::cursor, ProviderKind::gemini}) {
+    for (ProviderKind kind :
+        { ProviderKind::claude, ProviderKind::codex, ProviderKind::cursor, ProviderKind::gemini }) {
         const QString expected = displayName(kind) + u" is not available in this version of Brindlet yet."_qs;
         try {
             runTask(service.generate(u"p"_qs, kind, {}, ignorePreview));
@@ -71,9 +72,9 @@ TEST(AIProviderService, PrepareSwallowsOllamaFailures)
     FakeOllamaServer server;
     server.respondWith(FakeResponse::json(500, "{}"));
     AIProviderService service;
-    EXPECT_NO_THROW(runTask(service.prepare(ProviderKind::ollama, {server.baseURL(), u"m"_qs})));
-    EXPECT_NO_THROW(runTask(service.prepare(ProviderKind::ollama, {u"ftp://x"_qs, u"m"_qs})));
+    EXPECT_NO_THROW(runTask(service.prepare(ProviderKind::ollama, { server.baseURL(), u"m"_qs })));
+    EXPECT_NO_THROW(runTask(service.prepare(ProviderKind::ollama, { u"ftp://x"_qs, u"m"_qs })));
     EXPECT_EQ(server.requests().size(), 1);
 }
 
-}  // namespace
+} // namespace

@@ -1,8 +1,10 @@
+#include "OllamaClient.h"
 #include "DescribedError.h"
 #include "EventLoop.h"
 #include "FakeOllamaServer.h"
-#include "OllamaClient.h"
+
 #include "ProviderError.h"
+#include <QNetworkProxyFactory>
 
 #include "Printers.h"
 
@@ -18,8 +20,8 @@ struct Collected {
     QStringList previews;
 };
 
-Task<QString> generateCollecting(OllamaClient* client, QString prompt, ProviderConfiguration configuration,
-                                 Collected* collected)
+Task<QString> generateCollecting(
+    OllamaClient* client, QString prompt, ProviderConfiguration configuration, Collected* collected)
 {
     PartialTextHandler handler = [collected](QString text) -> Task<void> {
         collected->previews << text;
@@ -29,8 +31,7 @@ Task<QString> generateCollecting(OllamaClient* client, QString prompt, ProviderC
 }
 
 // The description of whatever a task threw, or "" when it succeeded.
-template <class T>
-QString errorOf(Task<T> task)
+template <class T> QString errorOf(Task<T> task)
 {
     try {
         runTask(std::move(task));
@@ -45,16 +46,15 @@ protected:
     FakeOllamaServer server;
     OllamaClient client;
     Collected collected;
-    ProviderConfiguration configuration() const { return {server.baseURL(), u"llama3.2"_qs}; }
+    ProviderConfiguration configuration() const { return { server.baseURL(), u"llama3.2"_qs }; }
 };
 
 TEST_F(OllamaClientTest, StreamsWholeTextSoFarAndReturnsItTrimmed)
 {
-    server.respondWith(FakeResponse::stream({u"  Hello"_qs, u", wörld/"_qs, u" 👋\n"_qs}, 5ms));
+    server.respondWith(FakeResponse::stream({ u"  Hello"_qs, u", wörld/"_qs, u" 👋\n"_qs }, 5ms));
     const QString text = runTask(generateCollecting(&client, u"say \"hi\"/\n"_qs, configuration(), &collected));
     EXPECT_EQ(text, u"Hello, wörld/ 👋"_qs);
-    EXPECT_EQ(collected.previews,
-              (QStringList{u"  Hello"_qs, u"  Hello, wörld/"_qs, u"  Hello, wörld/ 👋\n"_qs}));
+    EXPECT_EQ(collected.previews, (QStringList { u"  Hello"_qs, u"  Hello, wörld/"_qs, u"  Hello, wörld/ 👋\n"_qs }));
 
     ASSERT_EQ(server.requests().size(), 1);
     const RecordedRequest& request = server.requests()[0];
@@ -62,38 +62,37 @@ TEST_F(OllamaClientTest, StreamsWholeTextSoFarAndReturnsItTrimmed)
     EXPECT_EQ(request.path, "/api/generate");
     EXPECT_EQ(request.headers.value("content-type"), "application/json");
     EXPECT_EQ(request.body,
-              QByteArray("{\"model\":\"llama3.2\",\"prompt\":\"say \\\"hi\\\"\\/\\n\",\"stream\":true,\"think\":false,"
-                         "\"keep_alive\":-1}"));
+        QByteArray("{\"model\":\"llama3.2\",\"prompt\":\"say \\\"hi\\\"\\/\\n\",\"stream\":true,\"think\":false,"
+                   "\"keep_alive\":-1}"));
 }
 
 TEST_F(OllamaClientTest, LinesSplitAcrossNetworkChunksAreReassembled)
 {
     FakeResponse response;
-    response.chunks = {{"{\"response\":\"Hel", 0ms},
-                       {"lo\",\"done\":false}\r\n{\"resp", 10ms},
-                       {"onse\":\" there\",\"done\":true}", 10ms}};  // last line has no terminator
+    response.chunks = { { "{\"response\":\"Hel", 0ms }, { "lo\",\"done\":false}\r\n{\"resp", 10ms },
+        { "onse\":\" there\",\"done\":true}", 10ms } }; // last line has no terminator
     server.respondWith(response);
     EXPECT_EQ(runTask(generateCollecting(&client, u"p"_qs, configuration(), &collected)), u"Hello there"_qs);
-    EXPECT_EQ(collected.previews, (QStringList{u"Hello"_qs, u"Hello there"_qs}));
+    EXPECT_EQ(collected.previews, (QStringList { u"Hello"_qs, u"Hello there"_qs }));
 }
 
 TEST_F(OllamaClientTest, DoneStopsReadingEvenIfMoreFollows)
 {
-    server.respondWith(FakeResponse::lines({"{\"response\":\"A\",\"done\":true}", "{\"response\":\"B\"}"}));
+    server.respondWith(FakeResponse::lines({ "{\"response\":\"A\",\"done\":true}", "{\"response\":\"B\"}" }));
     EXPECT_EQ(runTask(generateCollecting(&client, u"p"_qs, configuration(), &collected)), u"A"_qs);
 }
 
 TEST_F(OllamaClientTest, StreamWithoutDoneLineReturnsWhatCame)
 {
-    server.respondWith(FakeResponse::stream({u"partial "_qs, u"answer"_qs}, 0ms, false));
+    server.respondWith(FakeResponse::stream({ u"partial "_qs, u"answer"_qs }, 0ms, false));
     EXPECT_EQ(runTask(generateCollecting(&client, u"p"_qs, configuration(), &collected)), u"partial answer"_qs);
 }
 
 TEST_F(OllamaClientTest, WhitespaceOnlyStreamIsEmptyAfterPreviews)
 {
-    server.respondWith(FakeResponse::stream({u" "_qs, u"\n\n"_qs}));
+    server.respondWith(FakeResponse::stream({ u" "_qs, u"\n\n"_qs }));
     EXPECT_EQ(errorOf(generateCollecting(&client, u"p"_qs, configuration(), &collected)),
-              u"The provider returned an empty response."_qs);
+        u"The provider returned an empty response."_qs);
     EXPECT_EQ(collected.previews.size(), 2);
 }
 
@@ -104,8 +103,7 @@ struct FailureCase {
 };
 BRINDLET_PRINT_CASE_NAME(FailureCase)
 
-
-class OllamaStreamFailures : public OllamaClientTest, public ::testing::WithParamInterface<FailureCase> {};
+class OllamaStreamFailures : public OllamaClientTest, public ::testing::WithParamInterface<FailureCase> { };
 
 TEST_P(OllamaStreamFailures, GiveTheExactWords)
 {
@@ -115,33 +113,36 @@ TEST_P(OllamaStreamFailures, GiveTheExactWords)
 
 const QString decodeFailure = u"The data couldn’t be read because it isn’t in the correct format."_qs;
 
-INSTANTIATE_TEST_SUITE_P(
-    Ollama, OllamaStreamFailures,
-    ::testing::Values(
-        FailureCase{"serverError", [] { return FakeResponse::json(500, "{\"error\":\"boom\"}"); },
-                    u"Ollama could not complete the request."_qs},
-        FailureCase{"otherSuccessStatus", [] { return FakeResponse::json(201, "{\"response\":\"x\",\"done\":true}"); },
-                    u"Ollama could not complete the request."_qs},
-        FailureCase{"notFound", [] { return FakeResponse::json(404, "{\"error\":\"model 'x' not found\"}"); },
-                    u"Ollama could not complete the request."_qs},
-        FailureCase{"errorLineMidStream",
-                    [] {
-                        return FakeResponse::lines(
-                            {"{\"response\":\"a\"}", "{\"error\":\"model requires more system memory\"}"});
-                    },
-                    u"model requires more system memory"_qs},
-        FailureCase{"badJson", [] { return FakeResponse::lines({"{\"response\":\"a\"}", "not json"}); },
-                    decodeFailure},
-        FailureCase{"wrongType", [] { return FakeResponse::lines({"{\"response\":5}"}); }, decodeFailure},
-        FailureCase{"doneNotBoolean", [] { return FakeResponse::lines({"{\"response\":\"a\",\"done\":\"yes\"}"}); },
-                    decodeFailure},
-        FailureCase{"invalidUtf8", [] { return FakeResponse::lines({"{\"response\":\"\xff\xfe\"}"}); },
-                    u"Ollama returned an invalid streaming response."_qs}),
+INSTANTIATE_TEST_SUITE_P(Ollama, OllamaStreamFailures,
+    ::testing::Values(FailureCase { "serverError", [] { return FakeResponse::json(500, "{\"error\":\"boom\"}"); },
+                          u"Ollama could not complete the request."_qs },
+        FailureCase { "otherSuccessStatus",
+            [] { return FakeResponse::json(201, "{\"response\":\"x\",\"done\":true}"); },
+            u"Ollama could not complete the request."_qs },
+        FailureCase { "notFound", [] { return FakeResponse::json(404, "{\"error\":\"model 'x' not found\"}"); },
+            u"Ollama could not complete the request."_qs },
+        FailureCase { "errorLineMidStream",
+            [] {
+                return FakeResponse::lines(
+                    { "{\"response\":\"a\"}", "{\"error\":\"model requires more system memory\"}" });
+            },
+            u"model requires more system memory"_qs },
+        FailureCase { "badJson",
+            [] {
+                return FakeResponse::lines({ "{\"response\":\"a\"}", "not json" });
+            },
+            decodeFailure },
+        FailureCase { "wrongType", [] { return FakeResponse::lines({ "{\"response\":5}" }); }, decodeFailure },
+        FailureCase { "doneNotBoolean", [] { return FakeResponse::lines({ "{\"response\":\"a\",\"done\":\"yes\"}" }); },
+            decodeFailure },
+        FailureCase { "invalidUtf8", [] { return FakeResponse::lines({ "{\"response\":\"\xff\xfe\"}" }); },
+            u"Ollama returned an invalid streaming response."_qs }),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(OllamaClientTest, EmptyErrorFieldAndNullsAreNotFailures)
 {
-    server.respondWith(FakeResponse::lines({"{\"response\":\"ok\",\"error\":\"\",\"done\":null}", "{\"done\":true}"}));
+    server.respondWith(
+        FakeResponse::lines({ "{\"response\":\"ok\",\"error\":\"\",\"done\":null}", "{\"done\":true}" }));
     EXPECT_EQ(runTask(generateCollecting(&client, u"p"_qs, configuration(), &collected)), u"ok"_qs);
 }
 
@@ -149,35 +150,33 @@ struct AddressCase {
     const char* name;
     QString url;
     QString model;
-    QString expected;  // "" means the request reaches the server
+    QString expected; // "" means the request reaches the server
 };
 BRINDLET_PRINT_CASE_NAME(AddressCase)
 
-
-class OllamaAddresses : public OllamaClientTest, public ::testing::WithParamInterface<AddressCase> {};
+class OllamaAddresses : public OllamaClientTest, public ::testing::WithParamInterface<AddressCase> { };
 
 TEST_P(OllamaAddresses, AreValidatedBeforeAnyRequest)
 {
-    server.respondWith(FakeResponse::stream({u"ok"_qs}));
+    server.respondWith(FakeResponse::stream({ u"ok"_qs }));
     QString url = GetParam().url;
     url.replace(u"PORT"_qs, QString::number(server.port()));
-    EXPECT_EQ(errorOf(generateCollecting(&client, u"p"_qs, {url, GetParam().model}, &collected)), GetParam().expected);
+    EXPECT_EQ(
+        errorOf(generateCollecting(&client, u"p"_qs, { url, GetParam().model }, &collected)), GetParam().expected);
     EXPECT_EQ(server.requests().size(), GetParam().expected.isEmpty() ? 1 : 0);
 }
 
 const QString invalidURL = u"The provider address must be a valid HTTP or HTTPS URL."_qs;
 
-INSTANTIATE_TEST_SUITE_P(
-    Ollama, OllamaAddresses,
-    ::testing::Values(
-        AddressCase{"modelCheckComesFirst", u"ftp://nowhere"_qs, u""_qs,
-                    u"Choose an installed Ollama model in Settings."_qs},
-        AddressCase{"ftpScheme", u"ftp://127.0.0.1:PORT"_qs, u"m"_qs, invalidURL},
-        AddressCase{"hostAndPortWithoutScheme", u"127.0.0.1:PORT"_qs, u"m"_qs, invalidURL},
-        AddressCase{"noHost", u"http://"_qs, u"m"_qs, invalidURL},
-        AddressCase{"garbage", u"not a url at all"_qs, u"m"_qs, invalidURL},
-        AddressCase{"capitalSchemePasses", u"HTTP://127.0.0.1:PORT"_qs, u"m"_qs, u""_qs},
-        AddressCase{"localhostPasses", u"http://localhost:PORT/"_qs, u"m"_qs, u""_qs}),
+INSTANTIATE_TEST_SUITE_P(Ollama, OllamaAddresses,
+    ::testing::Values(AddressCase { "modelCheckComesFirst", u"ftp://nowhere"_qs, u""_qs,
+                          u"Choose an installed Ollama model in Settings."_qs },
+        AddressCase { "ftpScheme", u"ftp://127.0.0.1:PORT"_qs, u"m"_qs, invalidURL },
+        AddressCase { "hostAndPortWithoutScheme", u"127.0.0.1:PORT"_qs, u"m"_qs, invalidURL },
+        AddressCase { "noHost", u"http://"_qs, u"m"_qs, invalidURL },
+        AddressCase { "garbage", u"not a url at all"_qs, u"m"_qs, invalidURL },
+        AddressCase { "capitalSchemePasses", u"HTTP://127.0.0.1:PORT"_qs, u"m"_qs, u""_qs },
+        AddressCase { "localhostPasses", u"http://localhost:PORT/"_qs, u"m"_qs, u""_qs }),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(OllamaEndpoint, KeepsABasePathAndAddsOneSlash)
@@ -185,19 +184,34 @@ TEST(OllamaEndpoint, KeepsABasePathAndAddsOneSlash)
     EXPECT_EQ(OllamaClient::endpoint(u"http://h:1"_qs, u"api/tags"_qs).toString(), u"http://h:1/api/tags"_qs);
     EXPECT_EQ(OllamaClient::endpoint(u"http://h:1/"_qs, u"api/tags"_qs).toString(), u"http://h:1/api/tags"_qs);
     EXPECT_EQ(OllamaClient::endpoint(u"https://h/ollama"_qs, u"api/generate"_qs).toString(),
-              u"https://h/ollama/api/generate"_qs);
+        u"https://h/ollama/api/generate"_qs);
 }
 
 TEST_F(OllamaClientTest, ConnectionFailureGivesThePlatformWords)
 {
     const QString error = errorOf(generateCollecting(
-        &client, u"p"_qs, {u"http://127.0.0.1:%1"_qs.arg(closedLoopbackPort()), u"m"_qs}, &collected));
+        &client, u"p"_qs, { u"http://127.0.0.1:%1"_qs.arg(closedLoopbackPort()), u"m"_qs }, &collected));
     EXPECT_EQ(error, u"Connection refused"_qs);
+}
+
+TEST_F(OllamaClientTest, LoopbackServersAreNeverReachedThroughAProxy)
+{
+    // A proxy that refuses every connection: a request that went through it would fail.
+    const QByteArray proxy = "http://127.0.0.1:" + QByteArray::number(closedLoopbackPort());
+    qputenv("http_proxy", proxy);
+    qputenv("HTTP_PROXY", proxy);
+    QNetworkProxyFactory::setUseSystemConfiguration(true);
+    server.respondWith(FakeResponse::stream({ u"direct"_qs }));
+    const QString text = runTask(generateCollecting(&client, u"p"_qs, configuration(), &collected));
+    QNetworkProxyFactory::setUseSystemConfiguration(false);
+    qunsetenv("http_proxy");
+    qunsetenv("HTTP_PROXY");
+    EXPECT_EQ(text, u"direct"_qs);
 }
 
 TEST_F(OllamaClientTest, DroppedStreamIsAPlatformError)
 {
-    FakeResponse response = FakeResponse::stream({u"half"_qs}, 0ms, false);
+    FakeResponse response = FakeResponse::stream({ u"half"_qs }, 0ms, false);
     response.dropAfterChunks = true;
     server.respondWith(response);
     const QString error = errorOf(generateCollecting(&client, u"p"_qs, configuration(), &collected));
@@ -207,13 +221,13 @@ TEST_F(OllamaClientTest, DroppedStreamIsAPlatformError)
 
 TEST_F(OllamaClientTest, CancellationAbortsTheRequest)
 {
-    FakeResponse response = FakeResponse::stream({u"first"_qs, u"never"_qs}, 0ms, false);
+    FakeResponse response = FakeResponse::stream({ u"first"_qs, u"never"_qs }, 0ms, false);
     response.chunks[1].delay = 10s;
     server.respondWith(response);
     std::optional<QString> text;
     bool cancelled = false, finished = false;
     auto handle = spawn([](OllamaClient* c, ProviderConfiguration conf, Collected* col, bool* cancelledOut,
-                           bool* finishedOut) -> Task<void> {
+                            bool* finishedOut) -> Task<void> {
         try {
             co_await generateCollecting(c, u"p"_qs, conf, col);
         } catch (const CancellationError&) {
@@ -235,7 +249,7 @@ TEST_F(OllamaClientTest, PreloadSendsNoPromptAndChecksTheStatus)
     ASSERT_EQ(server.requests().size(), 1);
     EXPECT_EQ(server.requests()[0].body, QByteArray("{\"model\":\"llama3.2\",\"stream\":false,\"keep_alive\":-1}"));
 
-    runTask(client.preload({u"ftp://bad"_qs, u""_qs}));  // no model: nothing at all, not even validation
+    runTask(client.preload({ u"ftp://bad"_qs, u""_qs })); // no model: nothing at all, not even validation
     EXPECT_EQ(server.requests().size(), 1);
 
     server.respondWith(FakeResponse::json(404, "{}"));
@@ -244,11 +258,11 @@ TEST_F(OllamaClientTest, PreloadSendsNoPromptAndChecksTheStatus)
 
 TEST_F(OllamaClientTest, ModelsAreSortedByCodePoint)
 {
-    server.respondWith(FakeResponse::json(
-        200, "{\"models\":[{\"name\":\"mistral:7b\",\"size\":1},{\"name\":\"Zeta\"},{\"name\":\"alpha\"},"
-             "{\"name\":\"\xc3\xa9t\xc3\xa9\"},{\"name\":\"llama3.2:latest\",\"details\":{}}],\"extra\":true}"));
+    server.respondWith(FakeResponse::json(200,
+        "{\"models\":[{\"name\":\"mistral:7b\",\"size\":1},{\"name\":\"Zeta\"},{\"name\":\"alpha\"},"
+        "{\"name\":\"\xc3\xa9t\xc3\xa9\"},{\"name\":\"llama3.2:latest\",\"details\":{}}],\"extra\":true}"));
     EXPECT_EQ(runTask(client.models(server.baseURL())),
-              (QStringList{u"Zeta"_qs, u"alpha"_qs, u"llama3.2:latest"_qs, u"mistral:7b"_qs, u"été"_qs}));
+        (QStringList { u"Zeta"_qs, u"alpha"_qs, u"llama3.2:latest"_qs, u"mistral:7b"_qs, u"été"_qs }));
     EXPECT_EQ(server.requests()[0].method, "GET");
     EXPECT_EQ(server.requests()[0].path, "/api/tags");
 }
@@ -264,4 +278,4 @@ TEST_F(OllamaClientTest, ModelListFailures)
     EXPECT_EQ(errorOf(client.models(u"ftp://x"_qs)), invalidURL);
 }
 
-}  // namespace
+} // namespace

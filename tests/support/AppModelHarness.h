@@ -24,7 +24,7 @@ struct AppModelHarness {
     AppModelHarness()
     {
         model = std::make_unique<AppModel>(
-            AppServices{&settings, &accessibility, &selection, &provider, &hotKeys, &analytics, &windows});
+            AppServices { &settings, &accessibility, &selection, &provider, &hotKeys, &analytics, &windows });
     }
 
     // Nothing a test started outlives it: cancelled tasks unwind before the doubles go.
@@ -42,8 +42,8 @@ struct AppModelHarness {
         target->originalText = text.value_or(QString());
         target->hadSelection = text && !text->isEmpty();
         target->isSettable = settable;
-        return SelectionSnapshot{QUuid::createUuid(), std::move(text), QStringLiteral("TextEdit"),
-                                 Rect{10, 20, 100, 16}, target};
+        return SelectionSnapshot { QUuid::createUuid(), std::move(text), QStringLiteral("TextEdit"),
+            Rect { 10, 20, 100, 16 }, target };
     }
 
     // Opens the HUD as the Quick Command shortcut would, on a captured selection (a cursor when
@@ -69,4 +69,4 @@ struct AppModelHarness {
     }
 };
 
-}  // namespace brindlet::test
+} // namespace brindlet::test

@@ -2,8 +2,8 @@
 
 namespace brindlet::test {
 
-Task<QString> ScriptedProvider::generate(QString prompt, ProviderKind provider, ProviderConfiguration configuration,
-                                         PartialTextHandler onPartialText)
+Task<QString> ScriptedProvider::generate(
+    QString prompt, ProviderKind provider, ProviderConfiguration configuration, PartialTextHandler onPartialText)
 {
     auto generation = std::make_shared<Generation>();
     generation->prompt = prompt;
@@ -45,8 +45,9 @@ Task<ProviderReadiness> ScriptedProvider::readiness(ProviderKind provider, Provi
         pendingReadiness[provider] = pending;
         co_return co_await pending->wait();
     }
-    co_return readinessAnswers.count(provider) ? readinessAnswers[provider]
-                                               : ProviderReadiness{ProviderReadiness::State::ready, QStringLiteral("ok"), {}};
+    co_return readinessAnswers.count(provider)
+        ? readinessAnswers[provider]
+        : ProviderReadiness { ProviderReadiness::State::ready, QStringLiteral("ok"), {} };
 }
 
-}  // namespace brindlet::test
+} // namespace brindlet::test

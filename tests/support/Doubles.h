@@ -91,7 +91,7 @@ public:
     bool holdReadiness = false;
 
     Task<QString> generate(QString prompt, ProviderKind provider, ProviderConfiguration configuration,
-                           PartialTextHandler onPartialText) override;
+        PartialTextHandler onPartialText) override;
     Task<void> prepare(ProviderKind provider, ProviderConfiguration) override
     {
         calls << QStringLiteral("prepare(%1)").arg(wireName(provider));
@@ -119,7 +119,7 @@ public:
         registrations.push_back(shortcuts);
         return failures;
     }
-    void unregisterAll() override {}
+    void unregisterAll() override { }
 };
 
 class RecordingAnalytics final : public AnalyticsTracking {
@@ -140,7 +140,7 @@ public:
     Task<void> setEnabled(bool) override { return done(); }
     Task<void> record(AnalyticsEventType type, AnalyticsDimensions dimensions) override
     {
-        events.push_back({type, std::move(dimensions)});
+        events.push_back({ type, std::move(dimensions) });
         return done();
     }
     QStringList typeNames() const
@@ -161,7 +161,10 @@ public:
     std::vector<QuickHUDPhase> phases;
 
     void quickHUDPhaseDidChange(QuickHUDPhase phase) override { phases.push_back(phase); }
-    void showQuickHUD(std::optional<Rect>, std::optional<std::int32_t>) override { calls << QStringLiteral("showQuickHUD"); }
+    void showQuickHUD(std::optional<Rect>, std::optional<std::int32_t>) override
+    {
+        calls << QStringLiteral("showQuickHUD");
+    }
     void hideQuickHUD() override { calls << QStringLiteral("hideQuickHUD"); }
     void showSelectionBubble(std::optional<Rect>) override { calls << QStringLiteral("showSelectionBubble"); }
     void hideSelectionBubble() override { calls << QStringLiteral("hideSelectionBubble"); }
@@ -170,4 +173,4 @@ public:
     void resignKeyboard() override { calls << QStringLiteral("resignKeyboard"); }
 };
 
-}  // namespace brindlet::test
+} // namespace brindlet::test

@@ -27,4 +27,4 @@ void drainEvents(int turns)
     }
 }
 
-}  // namespace brindlet::test
+} // namespace brindlet::test

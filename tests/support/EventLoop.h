@@ -18,15 +18,13 @@ bool runUntil(const std::function<bool()>& predicate, std::chrono::milliseconds 
 void drainEvents(int turns = 5);
 
 namespace detail {
-template <class T>
-struct Outcome {
+template <class T> struct Outcome {
     std::optional<T> value;
 };
-template <>
-struct Outcome<void> {};
+template <> struct Outcome<void> {
+};
 
-template <class T>
-Task<void> storeOutcome(Task<T> task, Outcome<T>* outcome, std::exception_ptr* error, bool* done)
+template <class T> Task<void> storeOutcome(Task<T> task, Outcome<T>* outcome, std::exception_ptr* error, bool* done)
 {
     try {
         if constexpr (std::is_void_v<T>)
@@ -38,11 +36,10 @@ Task<void> storeOutcome(Task<T> task, Outcome<T>* outcome, std::exception_ptr* e
     }
     *done = true;
 }
-}  // namespace detail
+} // namespace detail
 
 // Runs a task to its end on the event loop and returns its value or rethrows its error.
-template <class T>
-T runTask(Task<T> task, std::chrono::milliseconds timeout = std::chrono::seconds(10))
+template <class T> T runTask(Task<T> task, std::chrono::milliseconds timeout = std::chrono::seconds(10))
 {
     detail::Outcome<T> outcome;
     std::exception_ptr error;
@@ -56,4 +53,4 @@ T runTask(Task<T> task, std::chrono::milliseconds timeout = std::chrono::seconds
         return std::move(*outcome.value);
 }
 
-}  // namespace brindlet::test
+} // namespace brindlet::test

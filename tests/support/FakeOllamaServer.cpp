@@ -15,13 +15,13 @@ FakeResponse FakeResponse::stream(const QList<QString>& pieces, std::chrono::mil
         QByteArray line("{\"model\":\"llama3.2\",\"created_at\":\"2026-11-22T10:00:00Z\",\"response\":");
         JsonWriter::appendString(line, piece);
         line += ",\"done\":false}\n";
-        response.chunks.push_back({line, delay});
+        response.chunks.push_back({ line, delay });
     }
     if (withDoneLine) {
         response.chunks.push_back(
-            {"{\"model\":\"llama3.2\",\"created_at\":\"2026-11-22T10:00:01Z\",\"response\":\"\",\"done\":true,"
-             "\"done_reason\":\"stop\",\"total_duration\":123456}\n",
-             delay});
+            { "{\"model\":\"llama3.2\",\"created_at\":\"2026-11-22T10:00:01Z\",\"response\":\"\",\"done\":true,"
+              "\"done_reason\":\"stop\",\"total_duration\":123456}\n",
+                delay });
     }
     return response;
 }
@@ -30,7 +30,7 @@ FakeResponse FakeResponse::lines(const QList<QByteArray>& rawLines, std::chrono:
 {
     FakeResponse response;
     for (const QByteArray& line : rawLines)
-        response.chunks.push_back({line + '\n', delay});
+        response.chunks.push_back({ line + '\n', delay });
     return response;
 }
 
@@ -39,7 +39,7 @@ FakeResponse FakeResponse::json(int status, const QByteArray& body)
     FakeResponse response;
     response.status = status;
     response.contentType = "application/json; charset=utf-8";
-    response.chunks.push_back({body, {}});
+    response.chunks.push_back({ body, {} });
     return response;
 }
 
@@ -48,7 +48,7 @@ quint16 closedLoopbackPort()
     QTcpServer probe;
     if (!probe.listen(QHostAddress::LocalHost, 0))
         qFatal("no free loopback port");
-    return probe.serverPort();  // closed when the probe goes
+    return probe.serverPort(); // closed when the probe goes
 }
 
 FakeOllamaServer::FakeOllamaServer()
@@ -58,9 +58,15 @@ FakeOllamaServer::FakeOllamaServer()
         qFatal("fake Ollama server could not listen on 127.0.0.1");
 }
 
-FakeOllamaServer::~FakeOllamaServer() { server_.close(); }
+FakeOllamaServer::~FakeOllamaServer()
+{
+    server_.close();
+}
 
-QString FakeOllamaServer::baseURL() const { return QStringLiteral("http://127.0.0.1:%1").arg(port()); }
+QString FakeOllamaServer::baseURL() const
+{
+    return QStringLiteral("http://127.0.0.1:%1").arg(port());
+}
 
 void FakeOllamaServer::respondWith(FakeResponse response)
 {
@@ -95,7 +101,8 @@ void FakeOllamaServer::serve(QTcpSocket* socket, QByteArray* buffer)
     for (qsizetype i = 1; i < headerLines.size(); ++i) {
         const qsizetype colon = headerLines[i].indexOf(':');
         if (colon > 0)
-            request.headers.insert(headerLines[i].left(colon).trimmed().toLower(), headerLines[i].mid(colon + 1).trimmed());
+            request.headers.insert(
+                headerLines[i].left(colon).trimmed().toLower(), headerLines[i].mid(colon + 1).trimmed());
     }
     const qsizetype length = request.headers.value("content-length", "0").toLongLong();
     if (buffer->size() < headerEnd + 4 + length)
@@ -141,4 +148,4 @@ void FakeOllamaServer::writeChunks(QTcpSocket* socket, FakeResponse response, si
     socket->disconnectFromHost();
 }
 
-}  // namespace brindlet::test
+} // namespace brindlet::test

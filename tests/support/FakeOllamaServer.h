@@ -22,24 +22,24 @@ namespace brindlet::test {
 struct RecordedRequest {
     QByteArray method;
     QByteArray path;
-    QMap<QByteArray, QByteArray> headers;  // names in lower case
+    QMap<QByteArray, QByteArray> headers; // names in lower case
     QByteArray body;
 };
 
 struct FakeResponse {
     struct Chunk {
         QByteArray bytes;
-        std::chrono::milliseconds delay{0};  // before this chunk is written
+        std::chrono::milliseconds delay { 0 }; // before this chunk is written
     };
     int status = 200;
     QByteArray contentType = "application/x-ndjson";
     std::vector<Chunk> chunks;
-    bool dropAfterChunks = false;  // close the connection without the terminating chunk
-    bool hang = false;             // never finish after the chunks
+    bool dropAfterChunks = false; // close the connection without the terminating chunk
+    bool hang = false; // never finish after the chunks
 
     // One line per chunk: {"response":...,"done":false} lines, then a done line.
-    static FakeResponse stream(const QList<QString>& pieces, std::chrono::milliseconds delay = {},
-                               bool withDoneLine = true);
+    static FakeResponse stream(
+        const QList<QString>& pieces, std::chrono::milliseconds delay = {}, bool withDoneLine = true);
     static FakeResponse lines(const QList<QByteArray>& rawLines, std::chrono::milliseconds delay = {});
     static FakeResponse json(int status, const QByteArray& body);
 };
@@ -81,4 +81,4 @@ private:
     int droppedByClient_ = 0;
 };
 
-}  // namespace brindlet::test
+} // namespace brindlet::test

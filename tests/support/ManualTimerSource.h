@@ -18,7 +18,7 @@ public:
     TimerID schedule(Duration delay, Duration tolerance, std::function<void()> fire) override
     {
         const TimerID id = nextID_++;
-        timers_.emplace(id, Timer{now_ + delay, tolerance, std::move(fire)});
+        timers_.emplace(id, Timer { now_ + delay, tolerance, std::move(fire) });
         return id;
     }
 
@@ -62,9 +62,9 @@ private:
         Duration tolerance;
         std::function<void()> fire;
     };
-    Clock::time_point now_{};
+    Clock::time_point now_ {};
     TimerID nextID_ = 1;
     std::map<TimerID, Timer> timers_;
 };
 
-}  // namespace brindlet::test
+} // namespace brindlet::test

@@ -20,7 +20,10 @@ using namespace std::chrono_literals;
 
 namespace {
 
-Task<int> immediate(int value) { co_return value; }
+Task<int> immediate(int value)
+{
+    co_return value;
+}
 
 Task<long> sumOfImmediates(int count)
 {
@@ -30,7 +33,10 @@ Task<long> sumOfImmediates(int count)
     co_return sum;
 }
 
-Task<int> waitFor(Completion<int> completion) { co_return co_await completion.wait(); }
+Task<int> waitFor(Completion<int> completion)
+{
+    co_return co_await completion.wait();
+}
 
 Task<int> throwsAfter(Completion<int> completion)
 {
@@ -41,7 +47,7 @@ Task<int> throwsAfter(Completion<int> completion)
 Task<int> nestedThrow(Completion<int> completion)
 {
     const int value = co_await throwsAfter(completion);
-    co_return value + 1;  // never reached
+    co_return value + 1; // never reached
 }
 
 // Records how a spawned task ended, from the task's own point of view.
@@ -72,7 +78,7 @@ Task<int> checksThenReturns()
     co_return 7;
 }
 
-}  // namespace
+} // namespace
 
 TEST(TaskRuntime, MillionImmediateAwaitsDoNotGrowTheStack)
 {
@@ -98,8 +104,7 @@ struct CancelCase {
 };
 BRINDLET_PRINT_CASE_NAME(CancelCase)
 
-
-class CancellationTiming : public ::testing::TestWithParam<CancelCase> {};
+class CancellationTiming : public ::testing::TestWithParam<CancelCase> { };
 
 TEST_P(CancellationTiming, EndsAsExpected)
 {
@@ -108,9 +113,7 @@ TEST_P(CancellationTiming, EndsAsExpected)
     Outcome outcome;
     TaskHandle handle = spawn(observe(waitFor(completion), &outcome));
     switch (c.when) {
-    case CancelCase::beforeStart:
-        handle.cancel();
-        break;
+    case CancelCase::beforeStart: handle.cancel(); break;
     case CancelCase::whileWaiting:
         ASSERT_TRUE(runUntil([&] { return completion.hasWaiter(); }));
         handle.cancel();
@@ -133,10 +136,10 @@ TEST_P(CancellationTiming, EndsAsExpected)
 }
 
 INSTANTIATE_TEST_SUITE_P(Runtime, CancellationTiming,
-                         ::testing::Values(CancelCase{"beforeStart", CancelCase::beforeStart, true, std::nullopt},
-                                           CancelCase{"whileWaiting", CancelCase::whileWaiting, true, std::nullopt},
-                                           CancelCase{"afterCompletion", CancelCase::afterCompletion, false, 5}),
-                         [](const auto& info) { return std::string(info.param.name); });
+    ::testing::Values(CancelCase { "beforeStart", CancelCase::beforeStart, true, std::nullopt },
+        CancelCase { "whileWaiting", CancelCase::whileWaiting, true, std::nullopt },
+        CancelCase { "afterCompletion", CancelCase::afterCompletion, false, 5 }),
+    [](const auto& info) { return std::string(info.param.name); });
 
 TEST(TaskRuntime, CheckCancellationThrowsOnlyWhenCancelled)
 {
@@ -155,7 +158,7 @@ TEST(TaskRuntime, ErrorsTravelThroughNestedTasksAfterASuspension)
     spawn(observe(nestedThrow(completion), &outcome));
     ASSERT_TRUE(runUntil([&] { return completion.hasWaiter(); }));
     completion.resolve(1);
-    ASSERT_TRUE(outcome.finished);  // a resolution resumes the waiter directly
+    ASSERT_TRUE(outcome.finished); // a resolution resumes the waiter directly
     EXPECT_EQ(outcome.error, QStringLiteral("inner failure"));
     EXPECT_FALSE(outcome.value);
 }
@@ -164,7 +167,7 @@ TEST(TaskRuntime, FailedCompletionRethrowsItsError)
 {
     Completion<int> completion;
     completion.fail(std::make_exception_ptr(std::logic_error("bad answer")));
-    completion.resolve(3);  // the first outcome wins
+    completion.resolve(3); // the first outcome wins
     EXPECT_THROW(runTask(waitFor(completion)), std::logic_error);
 }
 
@@ -173,7 +176,9 @@ TEST(TaskRuntime, CancellationHandlersRunOnceAndOnlyWhileRegistered)
     auto state = std::make_shared<CancellationState>();
     int fired = 0, released = 0;
     CancellationHandler kept(state, [&] { ++fired; });
-    { CancellationHandler dropped(state, [&] { ++released; }); }
+    {
+        CancellationHandler dropped(state, [&] { ++released; });
+    }
     state->cancel();
     state->cancel();
     EXPECT_EQ(fired, 1);
@@ -189,7 +194,7 @@ Task<int> sleeper(Duration duration)
     co_await sleepFor(duration);
     co_return 1;
 }
-}  // namespace
+} // namespace
 
 TEST(TaskRuntime, SleepFollowsTheInstalledClock)
 {
@@ -251,7 +256,7 @@ Task<void> reportLater(QPointer<Owner> owner, Completion<int> completion, bool* 
     if (owner)
         ++owner->reports;
 }
-}  // namespace
+} // namespace
 
 TEST(TaskRuntime, TaskWithDestroyedOwnerReportsNothing)
 {
@@ -262,7 +267,7 @@ TEST(TaskRuntime, TaskWithDestroyedOwnerReportsNothing)
     ASSERT_TRUE(runUntil([&] { return completion.hasWaiter(); }));
     delete owner;
     completion.resolve(1);
-    EXPECT_TRUE(ran);  // it ran to its end without touching the dead owner
+    EXPECT_TRUE(ran); // it ran to its end without touching the dead owner
 }
 
 namespace {
@@ -278,7 +283,7 @@ Task<int> failingOffThread()
 {
     co_return co_await runOffMainThread([]() -> int { throw std::runtime_error("worker failed"); });
 }
-}  // namespace
+} // namespace
 
 TEST(TaskRuntime, BlockingWorkRunsOffTheMainThreadAndResumesOnIt)
 {
@@ -295,14 +300,14 @@ TEST(TaskRuntime, CancellingBlockingWorkEndsTheWaitWithoutWaitingForTheWorker)
     struct Release {
         std::shared_ptr<std::atomic<bool>> flag;
         ~Release() { *flag = true; }
-    } releaseAtEnd{release};
+    } releaseAtEnd { release };
     Outcome outcome;
     auto handle = spawn(observe(runOffMainThread([release] {
-                                    while (!*release)
-                                        QThread::msleep(1);
-                                    return 1;
-                                }),
-                                &outcome));
+        while (!*release)
+            QThread::msleep(1);
+        return 1;
+    }),
+        &outcome));
     drainEvents();
     handle.cancel();
     ASSERT_TRUE(runUntil([&] { return outcome.finished; }));

@@ -28,17 +28,17 @@ CliRun runCli(const QStringList& arguments, const QByteArray& input = {})
     process.write(input);
     process.closeWriteChannel();
     runUntil([&] { return process.state() == QProcess::NotRunning; }, 20s);
-    return {process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError()};
+    return { process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError() };
 }
 
 TEST(BrindletCli, PromptPrintsTheAssembledBytesExactly)
 {
     QString selection = u"He said \"no\" \\ path/to\nnext 😀 café\t"_qs;
     for (int i = 0; i < 15; ++i)
-        selection += selection;  // about a megabyte
-    const CliRun run = runCli({u"prompt"_qs, u"--preset"_qs, u"Translate"_qs, u"--instruction"_qs, u" French "_qs,
-                               u"--selection"_qs, u"-"_qs},
-                              selection.toUtf8());
+        selection += selection; // about a megabyte
+    const CliRun run = runCli({ u"prompt"_qs, u"--preset"_qs, u"Translate"_qs, u"--instruction"_qs, u" French "_qs,
+                                  u"--selection"_qs, u"-"_qs },
+        selection.toUtf8());
     EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
     EXPECT_EQ(run.out, assemblePrompt(u"French"_qs, Preset::builtIn(u"Translate"_qs), selection).toUtf8());
 }
@@ -50,7 +50,7 @@ struct RefusalCase {
 };
 BRINDLET_PRINT_CASE_NAME(RefusalCase)
 
-class CliRefusals : public ::testing::TestWithParam<RefusalCase> {};
+class CliRefusals : public ::testing::TestWithParam<RefusalCase> { };
 
 TEST_P(CliRefusals, ExplainAndExitWithUsage)
 {
@@ -60,21 +60,19 @@ TEST_P(CliRefusals, ExplainAndExitWithUsage)
     EXPECT_TRUE(run.err.contains(GetParam().expectedError)) << run.err.toStdString();
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Cli, CliRefusals,
-    ::testing::Values(
-        RefusalCase{"translateWithoutLanguage", {u"prompt"_qs, u"--preset"_qs, u"Translate"_qs},
-                    "Enter the target language, then generate."},
-        RefusalCase{"summarizeWithoutSelection", {u"prompt"_qs, u"--preset"_qs, u"Summarize"_qs},
-                    "Select text in another app, then choose this action."},
-        RefusalCase{"nothingToDo", {u"generate"_qs}, "Describe what you want Brindlet to write or do."},
-        RefusalCase{"unknownPreset", {u"prompt"_qs, u"--preset"_qs, u"fix writing"_qs},
-                    "No preset is named \"fix writing\". Presets: Write, Summarize, Fix Writing"},
-        RefusalCase{"unknownProvider", {u"generate"_qs, u"--provider"_qs, u"gpt"_qs}, "unknown provider \"gpt\""},
-        RefusalCase{"missingSelectionFile", {u"prompt"_qs, u"--instruction"_qs, u"x"_qs, u"--selection"_qs,
-                                             u"/nonexistent/file"_qs},
-                    "Cannot read the selection from /nonexistent/file"},
-        RefusalCase{"noCommand", {}, "Usage:"}),
+INSTANTIATE_TEST_SUITE_P(Cli, CliRefusals,
+    ::testing::Values(RefusalCase { "translateWithoutLanguage", { u"prompt"_qs, u"--preset"_qs, u"Translate"_qs },
+                          "Enter the target language, then generate." },
+        RefusalCase { "summarizeWithoutSelection", { u"prompt"_qs, u"--preset"_qs, u"Summarize"_qs },
+            "Select text in another app, then choose this action." },
+        RefusalCase { "nothingToDo", { u"generate"_qs }, "Describe what you want Brindlet to write or do." },
+        RefusalCase { "unknownPreset", { u"prompt"_qs, u"--preset"_qs, u"fix writing"_qs },
+            "No preset is named \"fix writing\". Presets: Write, Summarize, Fix Writing" },
+        RefusalCase { "unknownProvider", { u"generate"_qs, u"--provider"_qs, u"gpt"_qs }, "unknown provider \"gpt\"" },
+        RefusalCase { "missingSelectionFile",
+            { u"prompt"_qs, u"--instruction"_qs, u"x"_qs, u"--selection"_qs, u"/nonexistent/file"_qs },
+            "Cannot read the selection from /nonexistent/file" },
+        RefusalCase { "noCommand", {}, "Usage:" }),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(BrindletCli, GenerateStreamsPreviewsAndPrintsTheTrimmedResult)
@@ -83,11 +81,11 @@ TEST(BrindletCli, GenerateStreamsPreviewsAndPrintsTheTrimmedResult)
     server.setHandler([](const RecordedRequest& request) {
         if (request.path == "/api/tags")
             return FakeResponse::json(200, "{\"models\":[{\"name\":\"llama3.2\"},{\"name\":\"Qwen\"}]}");
-        return FakeResponse::stream({u"Their going"_qs, u" → They're going"_qs, u"\n"_qs}, 5ms);
+        return FakeResponse::stream({ u"Their going"_qs, u" → They're going"_qs, u"\n"_qs }, 5ms);
     });
-    const CliRun run = runCli({u"generate"_qs, u"--preset"_qs, u"Fix Writing"_qs, u"--selection"_qs, u"-"_qs,
-                               u"--ollama-url"_qs, server.baseURL()},
-                              "Their going");
+    const CliRun run = runCli({ u"generate"_qs, u"--preset"_qs, u"Fix Writing"_qs, u"--selection"_qs, u"-"_qs,
+                                  u"--ollama-url"_qs, server.baseURL() },
+        "Their going");
     EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
     EXPECT_EQ(run.out, QByteArray("Their going → They're going\n"));
     EXPECT_TRUE(run.err.contains("Using the Ollama model Qwen.")) << run.err.toStdString();
@@ -99,17 +97,17 @@ TEST(BrindletCli, GenerateStreamsPreviewsAndPrintsTheTrimmedResult)
 TEST(BrindletCli, GenerateFailureGivesTheProviderWordsAndAHint)
 {
     FakeOllamaServer server;
-    server.respondWith(FakeResponse::lines({"{\"error\":\"model 'ghost' not found\"}"}));
-    CliRun run = runCli({u"generate"_qs, u"--instruction"_qs, u"Write a haiku"_qs, u"--ollama-url"_qs,
-                         server.baseURL(), u"--ollama-model"_qs, u"ghost"_qs});
+    server.respondWith(FakeResponse::lines({ "{\"error\":\"model 'ghost' not found\"}" }));
+    CliRun run = runCli({ u"generate"_qs, u"--instruction"_qs, u"Write a haiku"_qs, u"--ollama-url"_qs,
+        server.baseURL(), u"--ollama-model"_qs, u"ghost"_qs });
     EXPECT_EQ(run.exitCode, 1);
     EXPECT_TRUE(run.out.isEmpty());
     EXPECT_EQ(run.err, QByteArray("brindlet-cli: model 'ghost' not found\n"));
 
-    run = runCli({u"generate"_qs, u"--instruction"_qs, u"Write"_qs, u"--ollama-url"_qs,
-                  u"http://127.0.0.1:%1"_qs.arg(closedLoopbackPort())});
+    run = runCli({ u"generate"_qs, u"--instruction"_qs, u"Write"_qs, u"--ollama-url"_qs,
+        u"http://127.0.0.1:%1"_qs.arg(closedLoopbackPort()) });
     EXPECT_EQ(run.exitCode, 1);
     EXPECT_TRUE(run.err.contains("brindlet-cli: Connection refused\nIs Ollama running at")) << run.err.toStdString();
 }
 
-}  // namespace
+} // namespace

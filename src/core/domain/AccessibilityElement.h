@@ -13,4 +13,4 @@ public:
 
 using ElementHandle = std::shared_ptr<AccessibilityElement>;
 
-}  // namespace brindlet
+} // namespace brindlet

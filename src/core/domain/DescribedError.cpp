@@ -21,4 +21,4 @@ QString describe(const std::exception_ptr& error)
     }
 }
 
-}  // namespace brindlet
+} // namespace brindlet

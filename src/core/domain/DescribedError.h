@@ -20,7 +20,10 @@ private:
 // A failure reported by the platform (network, decoder) in its own words.
 class PlatformError : public DescribedError {
 public:
-    explicit PlatformError(QString message) : message_(std::move(message)) {}
+    explicit PlatformError(QString message)
+        : message_(std::move(message))
+    {
+    }
     QString description() const override { return message_; }
 
 private:
@@ -30,4 +33,4 @@ private:
 // The description of any error: a DescribedError's own words, else what() as UTF-8.
 QString describe(const std::exception_ptr& error);
 
-}  // namespace brindlet
+} // namespace brindlet

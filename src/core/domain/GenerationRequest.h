@@ -32,4 +32,4 @@ struct GeneratedResultContext {
     friend bool operator==(const GeneratedResultContext&, const GeneratedResultContext&) = default;
 };
 
-}  // namespace brindlet
+} // namespace brindlet

@@ -137,4 +137,4 @@ void JsonWriter::appendString(QByteArray& out, const QString& value)
     out.truncate(p - out.constData());
 }
 
-}  // namespace brindlet
+} // namespace brindlet

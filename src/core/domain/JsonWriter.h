@@ -36,4 +36,4 @@ private:
     bool afterKey_ = false;
 };
 
-}  // namespace brindlet
+} // namespace brindlet

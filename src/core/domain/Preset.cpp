@@ -47,36 +47,36 @@ std::optional<DeliveryPreference> deliveryPreferenceFromWireName(const QString& 
     return std::nullopt;
 }
 
-const QUuid Preset::translateID{QStringLiteral("B68F76DF-68AE-4F88-BC5A-582C8D316006")};
+const QUuid Preset::translateID { QStringLiteral("B68F76DF-68AE-4F88-BC5A-582C8D316006") };
 
 const QList<Preset>& Preset::builtIns()
 {
     static const QList<Preset> presets = [] {
-        auto make = [](const char* id, const char* name, const char* image, const char* instruction,
-                       PresetInput input, DeliveryPreference delivery) {
-            return Preset{QUuid(QLatin1String(id)), QString::fromUtf8(name), QString::fromUtf8(image),
-                          QString::fromUtf8(instruction), input, delivery, true};
+        auto make = [](const char* id, const char* name, const char* image, const char* instruction, PresetInput input,
+                        DeliveryPreference delivery) {
+            return Preset { QUuid(QLatin1String(id)), QString::fromUtf8(name), QString::fromUtf8(image),
+                QString::fromUtf8(instruction), input, delivery, true };
         };
         using enum PresetInput;
         using enum DeliveryPreference;
-        return QList<Preset>{
+        return QList<Preset> {
             make("B68F76DF-68AE-4F88-BC5A-582C8D316001", "Write", "square.and.pencil",
-                 "Write polished content that follows the request. Return only content ready to use.", newContent,
-                 insert),
+                "Write polished content that follows the request. Return only content ready to use.", newContent,
+                insert),
             make("B68F76DF-68AE-4F88-BC5A-582C8D316002", "Summarize", "text.alignleft",
-                 "Summarize the selected text accurately and concisely while preserving the important facts.",
-                 selectionRequired, copy),
+                "Summarize the selected text accurately and concisely while preserving the important facts.",
+                selectionRequired, copy),
             make("B68F76DF-68AE-4F88-BC5A-582C8D316003", "Fix Writing", "checkmark.seal",
-                 "Correct grammar, spelling, punctuation, and awkward wording without changing the meaning.",
-                 selectionRequired, smart),
+                "Correct grammar, spelling, punctuation, and awkward wording without changing the meaning.",
+                selectionRequired, smart),
             make("B68F76DF-68AE-4F88-BC5A-582C8D316004", "Rewrite", "arrow.triangle.2.circlepath",
-                 "Rewrite the selected text according to the request while preserving its essential meaning.",
-                 selectionRequired, smart),
+                "Rewrite the selected text according to the request while preserving its essential meaning.",
+                selectionRequired, smart),
             make("B68F76DF-68AE-4F88-BC5A-582C8D316005", "Explain", "lightbulb",
-                 "Explain the selected text clearly for the intended audience.", selectionRequired, copy),
+                "Explain the selected text clearly for the intended audience.", selectionRequired, copy),
             make("B68F76DF-68AE-4F88-BC5A-582C8D316006", "Translate", "character.bubble",
-                 "Translate the selected text into the requested language while preserving meaning and tone.",
-                 selectionRequired, smart),
+                "Translate the selected text into the requested language while preserving meaning and tone.",
+                selectionRequired, smart),
         };
     }();
     return presets;
@@ -127,13 +127,14 @@ std::optional<Preset> Preset::fromJsonObject(const QJsonObject& object)
     const auto delivery = deliveryPreferenceFromWireName(deliveryValue.toString());
     if (!input || !delivery)
         return std::nullopt;
-    return Preset{id, name.toString(), image.toString(), instruction.toString(), *input, *delivery, builtIn.toBool()};
+    return Preset { id, name.toString(), image.toString(), instruction.toString(), *input, *delivery,
+        builtIn.toBool() };
 }
 
 size_t qHash(const Preset& preset, size_t seed)
 {
     return qHashMulti(seed, preset.id, preset.name, preset.systemImage, preset.instruction,
-                      static_cast<int>(preset.input), static_cast<int>(preset.delivery), preset.isBuiltIn);
+        static_cast<int>(preset.input), static_cast<int>(preset.delivery), preset.isBuiltIn);
 }
 
 QByteArray encodePresets(const QList<Preset>& presets)
@@ -150,7 +151,7 @@ QByteArray encodePresets(const QList<Preset>& presets)
 
 std::optional<QList<Preset>> decodePresets(const QByteArray& json)
 {
-    QJsonParseError error{};
+    QJsonParseError error {};
     const QJsonDocument document = QJsonDocument::fromJson(json, &error);
     if (error.error != QJsonParseError::NoError || !document.isArray())
         return std::nullopt;
@@ -166,4 +167,4 @@ std::optional<QList<Preset>> decodePresets(const QByteArray& json)
     return presets;
 }
 
-}  // namespace brindlet
+} // namespace brindlet

@@ -12,12 +12,12 @@
 namespace brindlet {
 
 enum class PresetInput { selectionRequired, selectionOptional, newContent };
-inline constexpr std::array<PresetInput, 3> allPresetInputs{
-    PresetInput::selectionRequired, PresetInput::selectionOptional, PresetInput::newContent};
+inline constexpr std::array<PresetInput, 3> allPresetInputs { PresetInput::selectionRequired,
+    PresetInput::selectionOptional, PresetInput::newContent };
 
 enum class DeliveryPreference { smart, replace, insert, copy };
-inline constexpr std::array<DeliveryPreference, 4> allDeliveryPreferences{
-    DeliveryPreference::smart, DeliveryPreference::replace, DeliveryPreference::insert, DeliveryPreference::copy};
+inline constexpr std::array<DeliveryPreference, 4> allDeliveryPreferences { DeliveryPreference::smart,
+    DeliveryPreference::replace, DeliveryPreference::insert, DeliveryPreference::copy };
 
 // Persisted forms are the case names.
 QString wireName(PresetInput input);
@@ -55,4 +55,4 @@ size_t qHash(const Preset& preset, size_t seed = 0);
 QByteArray encodePresets(const QList<Preset>& presets);
 std::optional<QList<Preset>> decodePresets(const QByteArray& json);
 
-}  // namespace brindlet
+} // namespace brindlet

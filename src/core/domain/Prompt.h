@@ -11,8 +11,8 @@ namespace brindlet {
 
 // The one string sent to a provider. Selected text only ever travels as a JSON string value
 // behind a fixed warning, so instructions hidden in a document stay data.
-QString assemblePrompt(const QString& instruction, const std::optional<Preset>& preset,
-                       const std::optional<QString>& selectedText);
+QString assemblePrompt(
+    const QString& instruction, const std::optional<Preset>& preset, const std::optional<QString>& selectedText);
 
 // The block that carries the selected text: a fixed line, then {"selected_text":"..."}.
 QString selectedTextBlock(const QString& text);
@@ -23,4 +23,4 @@ QString regenerationSuffix();
 // What a result will actually do, given what the snapshot allows.
 DeliveryPreference resolvedDelivery(DeliveryPreference preference, const std::optional<SelectionSnapshot>& snapshot);
 
-}  // namespace brindlet
+} // namespace brindlet

@@ -35,4 +35,4 @@ QString displayName(ProviderKind kind)
     return {};
 }
 
-}  // namespace brindlet
+} // namespace brindlet

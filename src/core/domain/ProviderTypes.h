@@ -6,8 +6,8 @@
 namespace brindlet {
 
 struct ProviderConfiguration {
-    QString ollamaURL;    // as the user typed it
-    QString ollamaModel;  // may be empty
+    QString ollamaURL; // as the user typed it
+    QString ollamaModel; // may be empty
     friend bool operator==(const ProviderConfiguration&, const ProviderConfiguration&) = default;
 };
 
@@ -15,10 +15,10 @@ struct ProviderReadiness {
     enum class State { checking, ready, unavailable };
     State state = State::checking;
     QString detail;
-    QStringList ollamaModels;  // empty except for Ollama
+    QStringList ollamaModels; // empty except for Ollama
 
-    static ProviderReadiness checkingValue() { return {State::checking, QStringLiteral("Checking…"), {}}; }
+    static ProviderReadiness checkingValue() { return { State::checking, QStringLiteral("Checking…"), {} }; }
     friend bool operator==(const ProviderReadiness&, const ProviderReadiness&) = default;
 };
 
-}  // namespace brindlet
+} // namespace brindlet

@@ -41,9 +41,9 @@ struct SelectionTarget {
 
 struct SelectionSnapshot {
     QUuid id;
-    std::optional<QString> text;  // absent for a bare cursor, never empty
+    std::optional<QString> text; // absent for a bare cursor, never empty
     QString appName;
-    std::optional<Rect> bounds;   // accessibility space: origin top left of the primary display
+    std::optional<Rect> bounds; // accessibility space: origin top left of the primary display
     std::shared_ptr<const SelectionTarget> target;
 
     bool hasText() const { return text && !text->isEmpty(); }
@@ -51,4 +51,4 @@ struct SelectionSnapshot {
     friend bool operator==(const SelectionSnapshot& a, const SelectionSnapshot& b) { return a.id == b.id; }
 };
 
-}  // namespace brindlet
+} // namespace brindlet

@@ -13,4 +13,4 @@ QString analyticsWord(QuickHUDTrigger trigger)
     return {};
 }
 
-}  // namespace brindlet
+} // namespace brindlet

@@ -31,4 +31,4 @@ enum class QuickHUDSourceMode { read, edit };
 // A seam for fixed marketing screens; nothing in a normal run sets it.
 enum class MarketingPreviewState { onboarding, workspace, hudCompose, hudReview, presets, quickFix };
 
-}  // namespace brindlet
+} // namespace brindlet
