@@ -4,6 +4,7 @@
 #include "AIProviderService.h"
 #include "CommandRules.h"
 #include "DescribedError.h"
+#include "JsonFileDefaultsStore.h"
 #include "Prompt.h"
 #include "ProviderError.h"
 #include "Runtime.h"
@@ -230,7 +231,9 @@ int main(int argc, char** argv)
         return exitUsage;
     }
 
-    SettingsStore settings;
+    // What the user set in the application is what the command line uses; flags override it.
+    JsonFileDefaultsStore defaults;
+    SettingsStore settings(defaults);
     ProviderConfiguration configuration { settings.ollamaURL(), settings.ollamaModel() };
     if (parser.isSet(QStringLiteral("ollama-url")))
         configuration.ollamaURL = parser.value(QStringLiteral("ollama-url"));

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "DefaultsStoring.h"
 #include "HotKeyShortcut.h"
 #include "Preset.h"
 #include "ProviderKind.h"
@@ -12,8 +13,8 @@
 
 namespace brindlet {
 
-// The user's durable preferences. Every field announces each set. Persistence reaches this
-// class through its constructor only, so its users never change when it arrives.
+// The user's durable preferences. Every set announces the change and then writes the whole set
+// through to the defaults store; loading repairs by defaulting and writes nothing.
 class SettingsStore : public QObject {
     Q_OBJECT
     Q_PROPERTY(brindlet::ProviderKind defaultProvider READ defaultProvider WRITE setDefaultProvider NOTIFY
@@ -32,7 +33,8 @@ public:
     static HotKeyShortcut defaultShortcut(GlobalHotKeyAction action);
     static QString defaultOllamaURL() { return QStringLiteral("http://127.0.0.1:11434"); }
 
-    explicit SettingsStore(QObject* parent = nullptr);
+    // Loads from the store, which must outlive this object.
+    explicit SettingsStore(DefaultsStoring& defaults, QObject* parent = nullptr);
 
     ProviderKind defaultProvider() const { return defaultProvider_; }
     QString ollamaURL() const { return ollamaURL_; }
@@ -68,6 +70,11 @@ signals:
     void shortcutChanged(brindlet::GlobalHotKeyAction action);
 
 private:
+    void save();
+    std::optional<HotKeyShortcut> loadShortcut(GlobalHotKeyAction action) const;
+
+    DefaultsStoring& defaults_;
+    bool isLoading_ = true;
     ProviderKind defaultProvider_ = ProviderKind::ollama;
     QString ollamaURL_ = defaultOllamaURL();
     QString ollamaModel_;

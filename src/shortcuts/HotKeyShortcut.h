@@ -1,10 +1,15 @@
 #pragma once
 
+#include "KeyEvent.h"
+
+#include <QByteArray>
+#include <QJsonObject>
 #include <QString>
 
 #include <array>
 #include <cstdint>
 #include <map>
+#include <optional>
 
 namespace brindlet {
 
@@ -32,7 +37,17 @@ struct HotKeyShortcut {
     // Modifier symbols in the order Control, Option, Shift, Command, then the label: "⇧⌘Space".
     QString displayText() const;
     friend bool operator==(const HotKeyShortcut&, const HotKeyShortcut&) = default;
+
+    // A shortcut from a key press, or nothing for a press that cannot be one: it needs Control,
+    // Option or Command (Shift only adds to them) and a key with a name.
+    static std::optional<HotKeyShortcut> fromKeyEvent(const KeyEvent& event);
+
+    // The serialised form: {"keyCode":49,"modifiers":12,"keyLabel":"Space"}.
+    QByteArray toJson() const;
+    static std::optional<HotKeyShortcut> fromJsonObject(const QJsonObject& object);
 };
+
+size_t qHash(const HotKeyShortcut& shortcut, size_t seed = 0);
 
 using HotKeyShortcuts = std::map<GlobalHotKeyAction, HotKeyShortcut>;
 

@@ -2,6 +2,7 @@
 
 #include "AppModel.h"
 #include "Doubles.h"
+#include "InMemoryDefaultsStore.h"
 #include "EventLoop.h"
 #include "ManualTimerSource.h"
 
@@ -12,7 +13,8 @@ namespace brindlet::test {
 // A model wired to recording doubles, on a clock the test moves.
 struct AppModelHarness {
     ManualTimerSource clock;
-    SettingsStore settings;
+    InMemoryDefaultsStore defaults;
+    SettingsStore settings{defaults};
     FakeAccessibility accessibility;
     RecordingSelectionService selection;
     ScriptedProvider provider;

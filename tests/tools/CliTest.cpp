@@ -1,10 +1,12 @@
 #include "EventLoop.h"
 #include "FakeOllamaServer.h"
+#include "JsonFileDefaultsStore.h"
 #include "Printers.h"
 #include "Prompt.h"
 
 #include <QProcess>
-#include <QTemporaryFile>
+#include <QFile>
+#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
@@ -20,10 +22,30 @@ struct CliRun {
     QByteArray err;
 };
 
+// Every run reads its defaults from this file, never from the user's own configuration.
+QTemporaryDir& configHome()
+{
+    static QTemporaryDir dir;
+    return dir;
+}
+
+void writeDefaults(const QHash<QString, DefaultsValue>& values)
+{
+    QFile::remove(configHome().filePath(u"Brindlet/defaults.json"_qs));
+    JsonFileDefaultsStore store(configHome().filePath(u"Brindlet/defaults.json"_qs));
+    QList<DefaultsChange> changes;
+    for (auto it = values.begin(); it != values.end(); ++it)
+        changes.append({it.key(), it.value()});
+    store.apply(changes);
+}
+
 // Runs the client while this process keeps serving the fake Ollama server.
 CliRun runCli(const QStringList& arguments, const QByteArray& input = {})
 {
     QProcess process;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(u"XDG_CONFIG_HOME"_qs, configHome().path());
+    process.setProcessEnvironment(environment);
     process.start(QStringLiteral(BRINDLET_CLI_PATH), arguments);
     process.write(input);
     process.closeWriteChannel();
@@ -92,6 +114,37 @@ TEST(BrindletCli, GenerateStreamsPreviewsAndPrintsTheTrimmedResult)
     EXPECT_TRUE(run.err.contains("Their going → They're going")) << run.err.toStdString();
     ASSERT_EQ(server.requests().size(), 2);
     EXPECT_TRUE(server.requests()[1].body.startsWith("{\"model\":\"Qwen\",\"prompt\":"));
+}
+
+TEST(BrindletCli, DefaultsComeFromTheSettingsStoreAndFlagsOverrideThem)
+{
+    FakeOllamaServer server;
+    server.respondWith(FakeResponse::stream({u"Arr, matey"_qs}));
+    const Preset pirate{QUuid::createUuid(), u"Pirate"_qs, u"star"_qs, u"Talk like a pirate."_qs,
+                        PresetInput::selectionRequired, DeliveryPreference::copy, false};
+    writeDefaults({{u"defaultProvider"_qs, DefaultsValue(u"codex"_qs)},
+                   {u"ollamaURL"_qs, DefaultsValue(server.baseURL())},
+                   {u"ollamaModel"_qs, DefaultsValue(u"stored-model"_qs)},
+                   {u"customPresets"_qs, DefaultsValue(encodePresets({pirate}))}});
+
+    CliRun run = runCli({u"generate"_qs, u"--preset"_qs, u"Pirate"_qs, u"--selection"_qs, u"-"_qs}, "Hello");
+    EXPECT_EQ(run.exitCode, 1);  // the stored provider is Codex
+    EXPECT_TRUE(run.err.contains("Codex CLI is not available")) << run.err.toStdString();
+
+    run = runCli({u"generate"_qs, u"--provider"_qs, u"ollama"_qs, u"--preset"_qs, u"Pirate"_qs, u"--selection"_qs,
+                  u"-"_qs},
+                 "Hello");
+    EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
+    EXPECT_EQ(run.out, QByteArray("Arr, matey\n"));
+    ASSERT_EQ(server.requests().size(), 1);
+    EXPECT_TRUE(server.requests()[0].body.startsWith("{\"model\":\"stored-model\"")) << server.requests()[0].body.toStdString();
+    EXPECT_TRUE(server.requests()[0].body.contains("Talk like a pirate."));
+
+    run = runCli({u"generate"_qs, u"--provider"_qs, u"ollama"_qs, u"--ollama-model"_qs, u"flag-model"_qs,
+                  u"--instruction"_qs, u"x"_qs});
+    EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
+    EXPECT_TRUE(server.requests()[1].body.startsWith("{\"model\":\"flag-model\""));
+    writeDefaults({});
 }
 
 TEST(BrindletCli, GenerateFailureGivesTheProviderWordsAndAHint)
