@@ -18,7 +18,7 @@ protected:
 
 TEST_F(AppModelStart, StartsEveryServiceOnceInOrder)
 {
-    h.accessibility.trusted = false;
+    h.desktop.trusted = false;
     h.settings.setAnalyticsEnabled(false);
     model.start();
     model.start();
@@ -48,12 +48,12 @@ TEST_F(AppModelStart, AfterOnboardingReadinessIsNotRefreshed)
 
 TEST_F(AppModelStart, MarketingPreviewTouchesNoService)
 {
-    h.accessibility.trusted = false;
+    h.desktop.trusted = false;
     model.setMarketingPreviewState(MarketingPreviewState::workspace);
     model.start();
     drainEvents();
     EXPECT_TRUE(model.accessibilityGranted());
-    EXPECT_EQ(h.accessibility.queries, 0);
+    EXPECT_EQ(h.desktop.trustQueries, 0);
     EXPECT_TRUE(h.selection.calls.isEmpty());
     EXPECT_TRUE(h.provider.calls.isEmpty());
     EXPECT_TRUE(h.analytics.starts.empty());
@@ -66,7 +66,7 @@ TEST_F(AppModelStart, MarketingPreviewTouchesNoService)
 
 TEST_F(AppModelStart, PermissionPollingClearsOnlyAccessibilityMessagesOnGrant)
 {
-    h.accessibility.trusted = false;
+    h.desktop.trusted = false;
     model.start();
     model.requestAccessibilityPermission();
     EXPECT_EQ(h.selection.calls.last(), u"requestAccessibilityAccess"_qs);
@@ -74,21 +74,21 @@ TEST_F(AppModelStart, PermissionPollingClearsOnlyAccessibilityMessagesOnGrant)
         u"Enable Brindlet in Accessibility. If it is already on, turn it off and on once to replace the older "
         u"app authorization."_qs);
 
-    const int before = h.accessibility.queries;
+    const int before = h.desktop.trustQueries;
     h.clock.advance(1200ms);
-    EXPECT_EQ(h.accessibility.queries - before, 3);
+    EXPECT_EQ(h.desktop.trustQueries - before, 3);
     EXPECT_TRUE(model.statusMessage());
 
-    h.accessibility.trusted = true;
+    h.desktop.trusted = true;
     h.clock.advance(400ms);
     EXPECT_TRUE(model.accessibilityGranted());
     EXPECT_FALSE(model.statusMessage());
 
     // Losing and regaining trust leaves an unrelated message alone.
-    h.accessibility.trusted = false;
+    h.desktop.trusted = false;
     h.clock.advance(400ms);
     model.setStatusMessage(u"Ollama did not respond."_qs);
-    h.accessibility.trusted = true;
+    h.desktop.trusted = true;
     h.clock.advance(400ms);
     EXPECT_EQ(model.statusMessage(), u"Ollama did not respond."_qs);
 }
@@ -153,7 +153,7 @@ TEST_F(AppModelStart, HotKeyPressesOpenTheHUDAndTheWorkspace)
 
 TEST_F(AppModelStart, OpeningWithoutCaptureFallsBackAndExplainsMissingPermission)
 {
-    h.accessibility.trusted = false;
+    h.desktop.trusted = false;
     model.setObservedSnapshot(std::nullopt);
     h.openHUDWithoutCapture();
     EXPECT_FALSE(model.snapshot());

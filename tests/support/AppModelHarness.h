@@ -2,9 +2,10 @@
 
 #include "AppModel.h"
 #include "Doubles.h"
-#include "InMemoryDefaultsStore.h"
 #include "EventLoop.h"
+#include "InMemoryDefaultsStore.h"
 #include "ManualTimerSource.h"
+#include "SimulatedDesktop.h"
 
 #include <memory>
 
@@ -14,8 +15,8 @@ namespace brindlet::test {
 struct AppModelHarness {
     ManualTimerSource clock;
     InMemoryDefaultsStore defaults;
-    SettingsStore settings{defaults};
-    FakeAccessibility accessibility;
+    SettingsStore settings { defaults };
+    simulated::SimulatedDesktop desktop;
     RecordingSelectionService selection;
     ScriptedProvider provider;
     RecordingHotKeys hotKeys;
@@ -26,7 +27,7 @@ struct AppModelHarness {
     AppModelHarness()
     {
         model = std::make_unique<AppModel>(
-            AppServices { &settings, &accessibility, &selection, &provider, &hotKeys, &analytics, &windows });
+            AppServices { &settings, &desktop, &selection, &provider, &hotKeys, &analytics, &windows });
     }
 
     // Nothing a test started outlives it: cancelled tasks unwind before the doubles go.

@@ -20,17 +20,6 @@
 
 namespace brindlet::test {
 
-class FakeAccessibility final : public AccessibilityServing {
-public:
-    bool trusted = true;
-    int queries = 0;
-    bool isProcessTrusted() override
-    {
-        ++queries;
-        return trusted;
-    }
-};
-
 class RecordingSelectionService final : public SelectionServing {
 public:
     std::function<void(std::optional<SelectionSnapshot>)> onSelectionChanged;

@@ -1,0 +1,82 @@
+// Accessibility messages and time per passive monitoring tick: a focused native field, a
+// deferred host's window served from the cache, and the same host cold (walked in full).
+
+#include "DesktopScenes.h"
+#include "RatioReporter.h"
+
+#include <QCoreApplication>
+
+using namespace brindlet;
+using namespace brindlet::test;
+
+namespace {
+
+void reportMessages(benchmark::State& state, const SimulatedDesktop& desktop, int before)
+{
+    state.counters["ax_messages_per_tick"]
+        = benchmark::Counter(double(desktop.accessibilityMessages - before) / double(state.iterations()));
+}
+
+void nativeFieldTick(benchmark::State& state)
+{
+    DesktopScene scene;
+    scene.editor(QStringLiteral("The quick brown fox jumps over the lazy dog"), { 4, 5 });
+    const int before = scene.desktop.accessibilityMessages;
+    for (auto _ : state)
+        scene.service.monitoringTick();
+    reportMessages(state, scene.desktop, before);
+}
+BENCHMARK(nativeFieldTick);
+
+// A chat host's window: 150 controls ahead of the web area that holds the selection.
+SimApplication& largeDeferredHost(DesktopScene& scene)
+{
+    SimApplication& app = scene.deferredHost();
+    auto window = app.addWindow(QStringLiteral("Chat"));
+    for (int i = 0; i < 150; ++i)
+        window->addChild(QStringLiteral("AXButton"));
+    scene.desktop.addText(window, QStringLiteral("AXWebArea"), QStringLiteral("Message from Ada"), { 13, 3 });
+    return app;
+}
+
+void browserCachedTick(benchmark::State& state)
+{
+    DesktopScene scene;
+    largeDeferredHost(scene);
+    scene.service.monitoringTick(); // fills the cache
+    const int before = scene.desktop.accessibilityMessages;
+    for (auto _ : state)
+        scene.service.monitoringTick();
+    reportMessages(state, scene.desktop, before);
+}
+BENCHMARK(browserCachedTick);
+
+void coldDeferredHostTick(benchmark::State& state)
+{
+    DesktopScene scene;
+    largeDeferredHost(scene);
+    int messages = 0;
+    for (auto _ : state) {
+        state.PauseTiming();
+        SelectionService fresh(SelectionPlatform { &scene.desktop, &scene.desktop, &scene.desktop, &scene.desktop });
+        const int before = scene.desktop.accessibilityMessages;
+        state.ResumeTiming();
+        fresh.monitoringTick();
+        messages += scene.desktop.accessibilityMessages - before;
+    }
+    state.counters["ax_messages_per_tick"] = benchmark::Counter(double(messages) / double(state.iterations()));
+}
+BENCHMARK(coldDeferredHostTick);
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QCoreApplication app(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    brindlet::bench::RatioReporter reporter;
+    reporter.addRatio("cached browser tick vs native field tick", "browserCachedTick", "nativeFieldTick");
+    reporter.addRatio("cold deferred host tick vs native field tick", "coldDeferredHostTick", "nativeFieldTick");
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    benchmark::Shutdown();
+}

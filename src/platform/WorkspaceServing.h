@@ -1,0 +1,29 @@
+#pragma once
+
+#include <QString>
+
+#include <cstdint>
+#include <optional>
+
+namespace brindlet {
+
+struct RunningApplication {
+    std::int32_t processIdentifier = 0;
+    std::optional<QString> bundleURL; // a local path to the application bundle
+    std::optional<QString> bundleIdentifier;
+    std::optional<QString> localizedName;
+};
+
+// Running applications, this process, and the few file and URL operations the program needs.
+class WorkspaceServing {
+public:
+    virtual ~WorkspaceServing() = default;
+    virtual std::optional<RunningApplication> frontmostApplication() = 0;
+    virtual std::int32_t currentProcessID() = 0;
+    // Whether this application is the active one.
+    virtual bool isApplicationActive() = 0;
+    virtual bool fileExists(const QString& path) = 0;
+    virtual void openURL(const QString& url) = 0;
+};
+
+} // namespace brindlet

@@ -1,0 +1,368 @@
+#include "SimulatedDesktop.h"
+
+#include <algorithm>
+#include <atomic>
+
+namespace brindlet::simulated {
+
+namespace {
+
+std::uint64_t nextIdentity()
+{
+    static std::atomic<std::uint64_t> counter { 0x5100 };
+    return ++counter;
+}
+
+class SimHandle final : public AccessibilityElement {
+public:
+    explicit SimHandle(const SimElementPtr& element)
+        : node(element)
+        , identity(element->identity)
+    {
+    }
+    std::weak_ptr<SimElement> node;
+    std::uint64_t identity;
+};
+
+class SimMarker final : public AXTextMarkerRange {
+public:
+    explicit SimMarker(const SimElementPtr& element)
+        : owner(element)
+    {
+    }
+    std::weak_ptr<SimElement> owner;
+};
+
+AXResult ok(AXValue value)
+{
+    return { AXErrorCode::success, std::move(value) };
+}
+AXResult fail(AXStatus status)
+{
+    return { status, std::nullopt };
+}
+AXResult optionalString(const std::optional<QString>& text)
+{
+    return text ? ok(*text) : fail(AXErrorCode::noValue);
+}
+
+bool validRange(const SimElement& element, TextRange range)
+{
+    return range.location >= 0 && range.length >= 0 && range.location + range.length <= element.value.size();
+}
+
+} // namespace
+
+// ---- elements ----
+
+SimElementPtr SimElement::addChild(const QString& childRole)
+{
+    auto child = std::make_shared<SimElement>();
+    child->identity = nextIdentity();
+    child->processID = processID;
+    child->role = childRole;
+    child->parent = weak_from_this();
+    children.push_back(child);
+    return child;
+}
+
+Rect SimElement::boundsOf(TextRange range) const
+{
+    auto lineAndColumn = [this](qsizetype index) {
+        const QStringView before = QStringView(value).left(index);
+        const qsizetype line = before.count(u'\n');
+        const qsizetype lineStart = before.lastIndexOf(u'\n') + 1;
+        return std::pair { line, index - lineStart };
+    };
+    const auto [firstLine, firstColumn] = lineAndColumn(range.location);
+    if (range.length == 0)
+        return { origin.x() + firstColumn * charWidth, origin.y() + firstLine * lineHeight, 0, lineHeight };
+    const auto [lastLine, lastColumn] = lineAndColumn(range.location + range.length - 1);
+    if (firstLine == lastLine)
+        return { origin.x() + firstColumn * charWidth, origin.y() + firstLine * lineHeight,
+            (lastColumn - firstColumn + 1) * charWidth, lineHeight };
+    qsizetype widest = 0;
+    for (const QStringView line : QStringView(value).split(u'\n'))
+        widest = std::max(widest, line.size());
+    return { origin.x(), origin.y() + firstLine * lineHeight, widest * charWidth,
+        (lastLine - firstLine + 1) * lineHeight };
+}
+
+SimElementPtr SimApplication::addWindow(const QString& windowTitle)
+{
+    auto window = element->addChild(QStringLiteral("AXWindow"));
+    window->title = windowTitle;
+    if (!focusedWindow.lock())
+        focusedWindow = window;
+    return window;
+}
+
+void SimApplication::focus(const SimElementPtr& target)
+{
+    focusedElement = target;
+    for (auto node = target; node; node = node->parent.lock()) {
+        if (node->role == QLatin1String("AXWindow")) {
+            focusedWindow = node;
+            break;
+        }
+    }
+}
+
+// ---- scenes ----
+
+SimulatedDesktop::SimulatedDesktop() = default;
+
+SimApplication& SimulatedDesktop::addApplication(std::int32_t processID, const QString& bundleIdentifier,
+    std::optional<QString> name, std::optional<QString> bundleURL)
+{
+    SimApplication app;
+    app.info = { processID, std::move(bundleURL), bundleIdentifier, std::move(name) };
+    app.element = std::make_shared<SimElement>();
+    app.element->identity = nextIdentity();
+    app.element->processID = processID;
+    app.element->role = QStringLiteral("AXApplication");
+    auto& stored = applications_[processID] = std::move(app);
+    if (!frontmost_)
+        frontmost_ = processID;
+    return stored;
+}
+
+SimApplication& SimulatedDesktop::application(std::int32_t processID)
+{
+    return applications_.at(processID);
+}
+
+SimElementPtr SimulatedDesktop::addText(
+    const SimElementPtr& parent, const QString& role, const QString& value, TextRange selection)
+{
+    auto element = parent->addChild(role);
+    element->isText = true;
+    element->value = value;
+    element->selection = selection;
+    element->origin = QPointF(100, 200);
+    return element;
+}
+
+void SimulatedDesktop::bringToFront(std::int32_t processID)
+{
+    frontmost_ = processID;
+}
+
+void SimulatedDesktop::removeApplication(std::int32_t processID)
+{
+    auto it = applications_.find(processID);
+    if (it == applications_.end())
+        return;
+    std::vector<SimElementPtr> pending { it->second.element };
+    while (!pending.empty()) {
+        auto node = pending.back();
+        pending.pop_back();
+        node->alive = false;
+        pending.insert(pending.end(), node->children.begin(), node->children.end());
+    }
+    applications_.erase(it);
+    if (frontmost_ == processID)
+        frontmost_.reset();
+}
+
+ElementHandle SimulatedDesktop::handle(const SimElementPtr& element)
+{
+    return element ? std::make_shared<SimHandle>(element) : nullptr;
+}
+
+SimElementPtr SimulatedDesktop::resolve(const ElementHandle& handle) const
+{
+    const auto* sim = dynamic_cast<const SimHandle*>(handle.get());
+    auto node = sim ? sim->node.lock() : nullptr;
+    return node && node->alive ? node : nullptr;
+}
+
+SimApplication* SimulatedDesktop::applicationOf(const SimElement& element)
+{
+    auto it = applications_.find(element.processID);
+    return it == applications_.end() ? nullptr : &it->second;
+}
+
+// ---- AccessibilityServing ----
+
+bool SimulatedDesktop::isProcessTrusted()
+{
+    ++trustQueries;
+    return trusted;
+}
+
+bool SimulatedDesktop::isProcessTrustedWithPrompt()
+{
+    if (promptGrantsTrust)
+        trusted = true;
+    return isProcessTrusted();
+}
+
+ElementHandle SimulatedDesktop::applicationElement(std::int32_t processID)
+{
+    auto it = applications_.find(processID);
+    return it == applications_.end() ? nullptr : handle(it->second.element);
+}
+
+AXResult SimulatedDesktop::readAttribute(SimElement& element, const QString& attribute)
+{
+    if (auto it = element.failingReads.find(attribute); it != element.failingReads.end())
+        return fail(it->second);
+    if (auto it = element.wrongKindReads.find(attribute); it != element.wrongKindReads.end())
+        return ok(it->second);
+
+    SimApplication* app = applicationOf(element);
+    const bool isApplication = app && app->element.get() == &element;
+    // A deferred host shows nothing below its application element until asked.
+    if (app && app->defersTree && !app->treePublished && isApplication && attribute != QLatin1String("AXRole"))
+        return fail(AXErrorCode::noValue);
+
+    if (attribute == QLatin1String("AXRole"))
+        return element.role.isEmpty() ? fail(AXErrorCode::noValue) : ok(element.role);
+    if (attribute == QLatin1String("AXIdentifier"))
+        return optionalString(element.identifier);
+    if (attribute == QLatin1String("AXDOMIdentifier"))
+        return optionalString(element.domIdentifier);
+    if (attribute == QLatin1String("AXDescription"))
+        return optionalString(element.description);
+    if (attribute == QLatin1String("AXTitle"))
+        return optionalString(element.title);
+    if (attribute == QLatin1String("AXParent")) {
+        auto parent = element.parentOverride ? element.parentOverride->lock() : element.parent.lock();
+        return parent ? ok(handle(parent)) : fail(AXErrorCode::noValue);
+    }
+    if (attribute == QLatin1String("AXChildren") || (isApplication && attribute == QLatin1String("AXWindows"))) {
+        QList<ElementHandle> handles;
+        for (const auto& child : element.children)
+            handles.append(handle(child));
+        return ok(handles);
+    }
+    if (isApplication && attribute == QLatin1String("AXFocusedUIElement")) {
+        auto focused = app->focusedElement.lock();
+        return focused && focused->alive ? ok(handle(focused)) : fail(AXErrorCode::noValue);
+    }
+    if (isApplication && attribute == QLatin1String("AXFocusedWindow")) {
+        auto window = app->focusedWindow.lock();
+        return window && window->alive ? ok(handle(window)) : fail(AXErrorCode::noValue);
+    }
+    if (attribute == QLatin1String("AXSelectedTextMarkerRange")) {
+        if (!element.markerSelection)
+            return fail(AXErrorCode::noValue);
+        return ok(TextMarkerRangeHandle(std::make_shared<SimMarker>(element.shared_from_this())));
+    }
+    if (!element.isText)
+        return fail(AXErrorCode::attributeUnsupported);
+    if (attribute == QLatin1String("AXValue"))
+        return ok(element.value);
+    if (attribute == QLatin1String("AXSelectedText"))
+        return ok(element.selectedText());
+    if (attribute == QLatin1String("AXSelectedTextRange"))
+        return ok(element.selection);
+    if (attribute == QLatin1String("AXNumberOfCharacters"))
+        return ok(double(element.value.size()));
+    return fail(AXErrorCode::attributeUnsupported);
+}
+
+AXResult SimulatedDesktop::copyAttributeValue(const ElementHandle& handle, const QString& attribute)
+{
+    ++accessibilityMessages;
+    auto element = resolve(handle);
+    return element ? readAttribute(*element, attribute) : fail(AXErrorCode::invalidUIElement);
+}
+
+AXResult SimulatedDesktop::copyParameterizedAttributeValue(
+    const ElementHandle& handle, const QString& attribute, const AXValue& parameter)
+{
+    ++accessibilityMessages;
+    auto element = resolve(handle);
+    if (!element)
+        return fail(AXErrorCode::invalidUIElement);
+    if (auto it = element->failingReads.find(attribute); it != element->failingReads.end())
+        return fail(it->second);
+    if (auto it = element->wrongKindReads.find(attribute); it != element->wrongKindReads.end())
+        return ok(it->second);
+
+    if (attribute == QLatin1String("AXStringForTextMarkerRange")
+        || attribute == QLatin1String("AXBoundsForTextMarkerRange")) {
+        const auto* markerHandle = std::get_if<TextMarkerRangeHandle>(&parameter);
+        const auto* marker = markerHandle ? dynamic_cast<const SimMarker*>(markerHandle->get()) : nullptr;
+        if (!marker || marker->owner.lock() != element || !element->markerSelection)
+            return fail(AXErrorCode::illegalArgument);
+        if (attribute == QLatin1String("AXStringForTextMarkerRange"))
+            return ok(*element->markerSelection);
+        return element->markerBounds ? ok(*element->markerBounds) : fail(AXErrorCode::noValue);
+    }
+    const auto* range = std::get_if<TextRange>(&parameter);
+    if (!element->isText || !range)
+        return fail(AXErrorCode::attributeUnsupported);
+    if (!validRange(*element, *range))
+        return fail(AXErrorCode::illegalArgument);
+    if (attribute == QLatin1String("AXStringForRange"))
+        return ok(element->value.mid(range->location, range->length));
+    if (attribute == QLatin1String("AXBoundsForRange"))
+        return ok(element->boundsOf(*range));
+    return fail(AXErrorCode::attributeUnsupported);
+}
+
+std::pair<AXStatus, bool> SimulatedDesktop::isAttributeSettable(const ElementHandle& handle, const QString& attribute)
+{
+    ++accessibilityMessages;
+    auto element = resolve(handle);
+    if (!element)
+        return { AXErrorCode::invalidUIElement, false };
+    if (auto it = element->failingReads.find(QStringLiteral("settable:") + attribute);
+        it != element->failingReads.end())
+        return { it->second, false };
+    const bool textAttribute = attribute == QLatin1String("AXSelectedText") || attribute == QLatin1String("AXValue")
+        || attribute == QLatin1String("AXSelectedTextRange");
+    return { AXErrorCode::success, element->isText && textAttribute && element->selectedTextSettable };
+}
+
+AXStatus SimulatedDesktop::setAttributeValue(
+    const ElementHandle& handle, const QString& attribute, const AXValue& value)
+{
+    ++accessibilityMessages;
+    auto element = resolve(handle);
+    if (!element)
+        return AXErrorCode::invalidUIElement;
+    SimApplication* app = applicationOf(*element);
+    if (attribute == QLatin1String("AXManualAccessibility") && app && app->element == element) {
+        ++app->manualAccessibilityRequests;
+        if (app->manualAccessibilityStatus == AXErrorCode::success && std::holds_alternative<bool>(value))
+            app->treePublished = true;
+        return app->manualAccessibilityStatus;
+    }
+    return AXErrorCode::attributeUnsupported;
+}
+
+AXStatus SimulatedDesktop::performAction(const ElementHandle& handle, const QString&)
+{
+    ++accessibilityMessages;
+    return resolve(handle) ? AXErrorCode::actionUnsupported : AXErrorCode::invalidUIElement;
+}
+
+std::uint64_t SimulatedDesktop::hash(const ElementHandle& handle)
+{
+    const auto* sim = dynamic_cast<const SimHandle*>(handle.get());
+    return sim ? sim->identity : 0;
+}
+
+// ---- WorkspaceServing ----
+
+std::optional<RunningApplication> SimulatedDesktop::frontmostApplication()
+{
+    if (!frontmost_)
+        return std::nullopt;
+    if (*frontmost_ == ownProcessID)
+        return RunningApplication { ownProcessID, QStringLiteral("/Applications/Brindlet.app"),
+            QStringLiteral("com.brindlet.native"), QStringLiteral("Brindlet") };
+    auto it = applications_.find(*frontmost_);
+    return it == applications_.end() ? std::nullopt : std::optional(it->second.info);
+}
+
+void SimulatedDesktop::log(Level level, const QString& category, const QString& message)
+{
+    logLines.push_back({ level, category, message });
+}
+
+} // namespace brindlet::simulated

@@ -1,0 +1,152 @@
+#pragma once
+
+// An in-memory desktop that implements the platform interfaces: applications with windows and
+// accessibility trees whose text elements keep value, selected range and selected text
+// consistent as they are read and written. Scenes are built in a few lines; faults (reads that
+// fail or return the wrong kind, parents that loop, hosts that defer their tree) are data.
+
+#include "AccessibilityServing.h"
+#include "PointerServing.h"
+#include "SystemLogging.h"
+#include "WorkspaceServing.h"
+
+#include <QHash>
+#include <QList>
+#include <QSet>
+#include <QStringList>
+
+#include <map>
+#include <memory>
+#include <vector>
+
+namespace brindlet::simulated {
+
+class SimulatedDesktop;
+
+// One node of an application's accessibility tree.
+class SimElement : public std::enable_shared_from_this<SimElement> {
+public:
+    std::uint64_t identity = 0;
+    std::int32_t processID = 0;
+    QString role;
+    std::optional<QString> identifier, domIdentifier, description, title;
+    std::weak_ptr<SimElement> parent;
+    std::optional<std::weak_ptr<SimElement>> parentOverride; // for trees whose parents loop
+    std::vector<std::shared_ptr<SimElement>> children;
+    bool alive = true;
+
+    // Text, when the element holds any. Ranges are UTF-16 units.
+    bool isText = false;
+    QString value;
+    TextRange selection;
+    bool selectedTextSettable = true;
+    QPointF origin; // where the first character sits; characters are laid out on a grid
+    double charWidth = 8;
+    double lineHeight = 16;
+
+    // A selection that only text markers expose (web content).
+    std::optional<QString> markerSelection;
+    std::optional<Rect> markerBounds;
+
+    // Faults: a read that fails with a status, or that returns a value of another kind.
+    std::map<QString, AXStatus> failingReads;
+    std::map<QString, AXValue> wrongKindReads;
+
+    std::shared_ptr<SimElement> addChild(const QString& childRole);
+    QString selectedText() const { return value.mid(selection.location, selection.length); }
+    Rect boundsOf(TextRange range) const;
+};
+using SimElementPtr = std::shared_ptr<SimElement>;
+
+struct SimApplication {
+    RunningApplication info;
+    SimElementPtr element; // role AXApplication; its children are the windows
+    std::weak_ptr<SimElement> focusedWindow;
+    std::weak_ptr<SimElement> focusedElement;
+    // A host that publishes its tree only after AXManualAccessibility is written.
+    bool defersTree = false;
+    bool treePublished = true;
+    AXStatus manualAccessibilityStatus = AXErrorCode::success;
+    int manualAccessibilityRequests = 0;
+
+    SimElementPtr addWindow(const QString& title);
+    void focus(const SimElementPtr& element); // its window becomes the focused window
+};
+
+class SimulatedDesktop final : public AccessibilityServing,
+                               public WorkspaceServing,
+                               public PointerServing,
+                               public SystemLogging {
+public:
+    SimulatedDesktop();
+
+    // ---- building scenes ----
+    SimApplication& addApplication(std::int32_t processID, const QString& bundleIdentifier, std::optional<QString> name,
+        std::optional<QString> bundleURL = std::nullopt);
+    SimApplication& application(std::int32_t processID);
+    // A text element under parent, with value and selection (a cursor when length is 0).
+    SimElementPtr addText(const SimElementPtr& parent, const QString& role, const QString& value, TextRange selection);
+    void bringToFront(std::int32_t processID);
+    void removeApplication(std::int32_t processID); // the process ends; handles stay, reads fail
+    void addFile(const QString& path) { files_.insert(path); }
+
+    // ---- the world's state ----
+    bool trusted = true;
+    bool promptGrantsTrust = false; // what the permission prompt does
+    std::int32_t ownProcessID = 100;
+    bool ownApplicationActive = false;
+    std::optional<QPointF> pointer;
+    std::uint64_t mouseButtons = 0;
+
+    // ---- what happened ----
+    int accessibilityMessages = 0; // every call to the accessibility service
+    int trustQueries = 0;
+    QStringList openedURLs;
+    struct LogLine {
+        Level level;
+        QString category;
+        QString message;
+    };
+    std::vector<LogLine> logLines;
+
+    // ---- AccessibilityServing ----
+    bool isProcessTrusted() override;
+    bool isProcessTrustedWithPrompt() override;
+    ElementHandle applicationElement(std::int32_t processID) override;
+    AXResult copyAttributeValue(const ElementHandle& element, const QString& attribute) override;
+    AXResult copyParameterizedAttributeValue(
+        const ElementHandle& element, const QString& attribute, const AXValue& parameter) override;
+    std::pair<AXStatus, bool> isAttributeSettable(const ElementHandle& element, const QString& attribute) override;
+    AXStatus setAttributeValue(const ElementHandle& element, const QString& attribute, const AXValue& value) override;
+    AXStatus performAction(const ElementHandle& element, const QString& action) override;
+    std::uint64_t hash(const ElementHandle& element) override;
+
+    // ---- WorkspaceServing ----
+    std::optional<RunningApplication> frontmostApplication() override;
+    std::int32_t currentProcessID() override { return ownProcessID; }
+    bool isApplicationActive() override { return ownApplicationActive; }
+    bool fileExists(const QString& path) override { return files_.contains(path); }
+    void openURL(const QString& url) override { openedURLs << url; }
+
+    // ---- PointerServing ----
+    std::optional<QPointF> pointerLocation() override { return pointer; }
+    std::uint64_t pressedMouseButtons() override { return mouseButtons; }
+
+    // ---- SystemLogging ----
+    void log(Level level, const QString& category, const QString& message) override;
+
+    // The handle the platform would give for an element.
+    static ElementHandle handle(const SimElementPtr& element);
+    // The element behind a handle, if it still exists.
+    SimElementPtr resolve(const ElementHandle& handle) const;
+
+private:
+    SimApplication* applicationOf(const SimElement& element);
+    AXResult readAttribute(SimElement& element, const QString& attribute);
+
+    std::map<std::int32_t, SimApplication> applications_;
+    std::optional<std::int32_t> frontmost_;
+    QSet<QString> files_;
+};
+
+} // namespace brindlet::simulated

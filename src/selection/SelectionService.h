@@ -1,0 +1,122 @@
+#pragma once
+
+#include "AccessibilityServing.h"
+#include "PointerServing.h"
+#include "Runtime.h"
+#include "SelectionServing.h"
+#include "SystemLogging.h"
+#include "WorkspaceServing.h"
+
+#include <QObject>
+#include <QPointer>
+#include <QSet>
+
+#include <optional>
+#include <vector>
+
+namespace brindlet {
+
+// The platform services the selection service reads and writes through.
+struct SelectionPlatform {
+    AccessibilityServing* accessibility = nullptr;
+    WorkspaceServing* workspace = nullptr;
+    PointerServing* pointer = nullptr;
+    SystemLogging* log = nullptr;
+};
+
+// Whether two captures are the same selection; bounds take part, so a scrolled selection is new.
+struct SelectionIdentity {
+    std::int32_t processID = 0;
+    std::uint64_t elementHash = 0;
+    QString text;
+    std::optional<std::int64_t> rangeLocation;
+    std::optional<std::int64_t> rangeLength;
+    std::optional<Rect> bounds;
+    friend bool operator==(const SelectionIdentity&, const SelectionIdentity&) = default;
+};
+
+// The one object that touches other applications' text: capture, passive monitoring and
+// guarded delivery, all on the main thread.
+class SelectionService final : public QObject, public SelectionServing {
+    Q_OBJECT
+
+public:
+    static constexpr auto monitoringInterval = std::chrono::milliseconds(380);
+
+    explicit SelectionService(SelectionPlatform platform, QObject* parent = nullptr);
+    ~SelectionService() override;
+
+    // The visible character test: a letter, number, punctuation or symbol, U+FFFC aside.
+    static bool hasVisibleCharacter(const QString& text);
+
+    // SelectionServing
+    void setOnSelectionChanged(std::function<void(std::optional<SelectionSnapshot>)> callback) override;
+    void startMonitoring() override;
+    std::optional<SelectionSnapshot> capture(bool interactive) override;
+    void requestAccessibilityAccess() override;
+    Task<QString> deliver(QString text, SelectionSnapshot snapshot, DeliveryPreference preference) override;
+    bool hasVisibleCharacters(const QString& text) const override { return hasVisibleCharacter(text); }
+
+    // One pass of the monitoring loop; the loop calls it every 380 ms.
+    void monitoringTick();
+    bool lastPassiveCaptureHadSnapshot() const { return lastPassiveCaptureHadSnapshot_; }
+    void setLastPassiveCaptureHadSnapshot(bool value) { lastPassiveCaptureHadSnapshot_ = value; }
+
+private:
+    struct Payload {
+        ElementHandle element;
+        QString text;
+        std::optional<TextRange> range;
+        std::optional<Rect> bounds;
+        bool isSettable = false;
+    };
+    struct FocusedMetadata {
+        std::optional<QString> role, identifier, domIdentifier, elementDescription, title;
+        QStringList ancestorRoles;
+    };
+    struct CachedSelectionSource {
+        std::int32_t processID = 0;
+        std::uint64_t focusedHash = 0;
+        ElementHandle element;
+    };
+    struct CachedBrowserSelectionSources {
+        std::int32_t processID = 0;
+        std::vector<std::uint64_t> rootHashes;
+        std::vector<ElementHandle> elements;
+        Clock::time_point refreshedAt;
+    };
+
+    static Task<void> monitor(QPointer<SelectionService> service);
+
+    // Capture.
+    std::optional<Payload> read(const ElementHandle& element, bool allowEmpty);
+    std::optional<Rect> selectionBounds(const ElementHandle& element);
+    FocusedMetadata readMetadata(const ElementHandle& focused);
+    static bool isAddressBar(const std::optional<QString>& bundleIdentifier, const FocusedMetadata& metadata);
+    std::optional<QString> readString(const ElementHandle& element, const char* attribute);
+
+    // Web and browser sources.
+    bool isDeferredHost(const std::optional<QString>& bundleURL, const std::optional<QString>& bundleIdentifier);
+    void prepareDeferredHost(const ElementHandle& application, bool isDeferred, std::int32_t processID);
+    std::optional<std::pair<QString, std::optional<Rect>>> readTextMarkerSelection(const ElementHandle& element);
+    std::optional<ElementHandle> findAncestorWebArea(const ElementHandle& focused);
+    std::optional<ElementHandle> cachedAncestorWebArea(const ElementHandle& focused, std::int32_t processID);
+    std::vector<ElementHandle> searchWebAreas(const ElementHandle& root);
+    std::optional<Payload> readBrowserWindowSelection(const ElementHandle& application, std::int32_t processID);
+    std::optional<Payload> firstVisibleSelection(const std::vector<ElementHandle>& elements);
+    bool hasRole(const ElementHandle& element, const char* role);
+
+    void logInfo(const QString& message);
+
+    SelectionPlatform platform_;
+    std::function<void(std::optional<SelectionSnapshot>)> onSelectionChanged_;
+    std::optional<TaskHandle> monitoringTask_;
+    std::optional<SelectionIdentity> lastIdentity_;
+    std::optional<CachedSelectionSource> cachedWebSelectionSource_;
+    std::optional<CachedBrowserSelectionSources> cachedBrowserSelectionSources_;
+    QSet<std::int32_t> preparedAccessibilityProcessIDs_;
+    bool lastPassiveCaptureHadSnapshot_ = false;
+    bool passiveSelectionWasSuppressedForDrag_ = false;
+};
+
+} // namespace brindlet

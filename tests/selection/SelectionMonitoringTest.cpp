@@ -1,0 +1,124 @@
+#include "DesktopScenes.h"
+#include "EventLoop.h"
+#include "ManualTimerSource.h"
+#include "Printers.h"
+
+#include <gtest/gtest.h>
+
+using namespace brindlet;
+using namespace brindlet::test;
+using namespace std::chrono_literals;
+
+namespace {
+
+class Monitoring : public ::testing::Test {
+protected:
+    ManualTimerSource clock;
+    DesktopScene scene;
+    SimElementPtr field = scene.editor(u"The quick brown fox"_qs, { 4, 5 });
+    std::vector<std::optional<QString>> reports; // the text of each report, nullopt for "gone"
+
+    Monitoring()
+    {
+        scene.service.setOnSelectionChanged(
+            [this](std::optional<SelectionSnapshot> s) { reports.push_back(s ? s->text : std::nullopt); });
+    }
+    ~Monitoring() override
+    {
+        cancelAllTasks();
+        drainEvents();
+    }
+    void tick() { scene.service.monitoringTick(); }
+};
+
+TEST_F(Monitoring, ReportsEachNewSelectionOnce)
+{
+    tick();
+    tick();
+    EXPECT_EQ(reports, (std::vector<std::optional<QString>> { u"quick"_qs }));
+    field->selection = { 10, 5 };
+    tick();
+    field->selection = { 0, 0 }; // a bare cursor is no selection in a passive capture
+    tick();
+    tick();
+    EXPECT_EQ(reports, (std::vector<std::optional<QString>> { u"quick"_qs, u"brown"_qs, std::nullopt }));
+}
+
+TEST_F(Monitoring, MovedBoundsAreANewSelection)
+{
+    tick();
+    field->origin = QPointF(100, 120); // scrolled
+    tick();
+    EXPECT_EQ(reports.size(), 2u);
+}
+
+TEST_F(Monitoring, APressHidesTheBubbleOnceAndCapturesNothing)
+{
+    tick();
+    scene.desktop.mouseButtons = 1;
+    const int before = scene.desktop.accessibilityMessages;
+    for (int i = 0; i < 4; ++i)
+        tick();
+    EXPECT_EQ(scene.desktop.accessibilityMessages, before);
+    EXPECT_EQ(reports, (std::vector<std::optional<QString>> { u"quick"_qs, std::nullopt }));
+    scene.desktop.mouseButtons = 0; // released over the same selection: reported again
+    tick();
+    EXPECT_EQ(reports.back(), u"quick"_qs);
+    EXPECT_EQ(reports.size(), 3u);
+}
+
+TEST_F(Monitoring, OnlyTheLeftButtonCounts)
+{
+    scene.desktop.mouseButtons = 2;
+    tick();
+    EXPECT_EQ(reports, (std::vector<std::optional<QString>> { u"quick"_qs }));
+}
+
+TEST_F(Monitoring, APressAfterASnapshotWithoutTextStillReportsGone)
+{
+    scene.service.setLastPassiveCaptureHadSnapshot(true);
+    scene.desktop.mouseButtons = 1;
+    tick();
+    EXPECT_EQ(reports, (std::vector<std::optional<QString>> { std::nullopt }));
+}
+
+TEST_F(Monitoring, NothingHappensWhileThisApplicationIsActive)
+{
+    tick();
+    scene.desktop.ownApplicationActive = true;
+    field->selection = { 10, 5 };
+    const int before = scene.desktop.accessibilityMessages;
+    tick();
+    EXPECT_EQ(scene.desktop.accessibilityMessages, before);
+    scene.desktop.ownApplicationActive = false;
+    field->selection = { 4, 5 };
+    tick(); // back on the selection reported before: nothing new
+    EXPECT_EQ(reports.size(), 1u);
+}
+
+TEST_F(Monitoring, LogsLengthsNeverText)
+{
+    tick();
+    ASSERT_EQ(scene.desktop.logLines.size(), 1u);
+    EXPECT_EQ(scene.desktop.logLines[0].category, u"SelectionCapture"_qs);
+    EXPECT_EQ(scene.desktop.logLines[0].message, u"Observed selection metadata pid=501 length=5"_qs);
+}
+
+TEST_F(Monitoring, TheLoopTicksEvery380msFromStart)
+{
+    scene.service.startMonitoring();
+    scene.service.startMonitoring(); // idempotent
+    drainEvents();
+    clock.advance(379ms);
+    drainEvents();
+    EXPECT_TRUE(reports.empty());
+    clock.advance(1ms);
+    drainEvents();
+    EXPECT_EQ(reports.size(), 1u);
+    field->selection = { 10, 5 };
+    clock.advance(380ms);
+    drainEvents();
+    EXPECT_EQ(reports.size(), 2u);
+}
+
+} // namespace

@@ -1,0 +1,68 @@
+#pragma once
+
+// Small builders for the scenes tests need: editors, read-only views, browsers, deferred hosts.
+
+#include "SelectionService.h"
+#include "SimulatedDesktop.h"
+
+namespace brindlet::test {
+
+using simulated::SimApplication;
+using simulated::SimElementPtr;
+using simulated::SimulatedDesktop;
+
+struct DesktopScene {
+    SimulatedDesktop desktop;
+    SelectionService service { SelectionPlatform { &desktop, &desktop, &desktop, &desktop } };
+
+    // A native editor, frontmost, with its text field focused.
+    SimElementPtr editor(const QString& text, TextRange selection, std::int32_t pid = 501,
+        std::optional<QString> name = QStringLiteral("TextEdit"))
+    {
+        SimApplication& app = desktop.addApplication(pid, QStringLiteral("com.apple.TextEdit"), std::move(name));
+        auto window = app.addWindow(QStringLiteral("Untitled"));
+        auto field = desktop.addText(window, QStringLiteral("AXTextArea"), text, selection);
+        app.focus(field);
+        desktop.bringToFront(pid);
+        return field;
+    }
+
+    // A browser window: toolbar with an address field, and a page (web area) holding content.
+    struct Browser {
+        SimApplication* app;
+        SimElementPtr window, addressBar, webArea, paragraph;
+    };
+    Browser browser(const QString& bundleIdentifier = QStringLiteral("com.apple.Safari"), std::int32_t pid = 601)
+    {
+        SimApplication& app = desktop.addApplication(pid, bundleIdentifier, QStringLiteral("Safari"));
+        Browser b { &app, app.addWindow(QStringLiteral("Example")), {}, {}, {} };
+        auto toolbar = b.window->addChild(QStringLiteral("AXToolbar"));
+        b.addressBar = desktop.addText(
+            toolbar, QStringLiteral("AXTextField"), QStringLiteral("https://example.test/"), { 0, 0 });
+        b.addressBar->identifier = QStringLiteral("WEB_BROWSER_ADDRESS_AND_SEARCH_FIELD");
+        auto scroll = b.window->addChild(QStringLiteral("AXScrollArea"));
+        b.webArea
+            = desktop.addText(scroll, QStringLiteral("AXWebArea"), QStringLiteral("A page about otters."), { 0, 0 });
+        b.webArea->selectedTextSettable = false;
+        b.paragraph = b.webArea->addChild(QStringLiteral("AXStaticText"));
+        app.focus(b.paragraph);
+        desktop.bringToFront(pid);
+        return b;
+    }
+
+    // A host built on a web runtime: it publishes its tree only when asked.
+    SimApplication& deferredHost(std::int32_t pid = 701, AXStatus answer = AXErrorCode::success)
+    {
+        const QString bundle = QStringLiteral("/Applications/Chat.app");
+        SimApplication& app
+            = desktop.addApplication(pid, QStringLiteral("com.example.chat"), QStringLiteral("Chat"), bundle);
+        desktop.addFile(bundle + QStringLiteral("/Contents/Frameworks/Electron Framework.framework"));
+        app.defersTree = true;
+        app.treePublished = false;
+        app.manualAccessibilityStatus = answer;
+        desktop.bringToFront(pid);
+        return app;
+    }
+};
+
+} // namespace brindlet::test
