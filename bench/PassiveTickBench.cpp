@@ -58,7 +58,7 @@ void coldDeferredHostTick(benchmark::State& state)
     int messages = 0;
     for (auto _ : state) {
         state.PauseTiming();
-        SelectionService fresh(SelectionPlatform { &scene.desktop, &scene.desktop, &scene.desktop, &scene.desktop });
+        SelectionService fresh(platformOf(scene.desktop));
         const int before = scene.desktop.accessibilityMessages;
         state.ResumeTiming();
         fresh.monitoringTick();

@@ -2,6 +2,7 @@
 
 #include "Cancellation.h"
 #include "ProviderError.h"
+#include "SelectionError.h"
 
 namespace brindlet {
 
@@ -55,6 +56,13 @@ QString errorClass(const std::exception_ptr& error)
         case ProviderError::Kind::emptyResponse:
         case ProviderError::Kind::outputTooLarge: return QStringLiteral("provider_error");
         case ProviderError::Kind::timedOut: return QStringLiteral("timeout");
+        }
+    } catch (const SelectionError& selectionError) {
+        switch (selectionError.kind()) {
+        case SelectionError::Kind::emptyResult: return QStringLiteral("validation");
+        case SelectionError::Kind::targetUnavailable:
+        case SelectionError::Kind::targetChanged: return QStringLiteral("stale_target");
+        case SelectionError::Kind::deliveryRejected: return QStringLiteral("rejected");
         }
     } catch (...) {
     }

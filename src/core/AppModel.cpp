@@ -13,16 +13,6 @@ namespace {
 const QString enableAccessibilityMessage = QStringLiteral(
     "Enable Brindlet in Accessibility. If it is already on, turn it off and on once to replace the older app "
     "authorization.");
-const QString accessibilityNeededForCaptureMessage = QStringLiteral(
-    "Enable Accessibility to capture selected text or a writing cursor. You can still generate and copy content.");
-
-AnalyticsDimensions openedDimensions(const QString& trigger, const QString& surface)
-{
-    AnalyticsDimensions dimensions;
-    dimensions.trigger = trigger;
-    dimensions.surface = surface;
-    return dimensions;
-}
 
 bool isCancellation(const std::exception_ptr& error)
 {
@@ -424,6 +414,58 @@ Task<void> AppModel::applyPreview(QPointer<AppModel> model, QUuid requestID, QSt
 
 // ---- the end of a generation ----
 
+void AppModel::refreshOllamaModels()
+{
+    if (isRefreshingOllamaModels_)
+        return;
+    setIsRefreshingOllamaModels(true);
+    spawn(runModelListing(QPointer<AppModel>(this), services_.providerService, services_.settings->ollamaURL()));
+}
+
+Task<void> AppModel::runModelListing(QPointer<AppModel> model, AIProviding* providers, QString url)
+{
+    std::optional<QStringList> models;
+    try {
+        models = co_await providers->ollamaModels(url);
+    } catch (...) {
+    }
+    if (model)
+        model->finishModelListing(url, models);
+}
+
+void AppModel::finishModelListing(const QString& url, const std::optional<QStringList>& models)
+{
+    using State = ProviderReadiness::State;
+    // An answer for an address the user has since changed says nothing about the new one.
+    if (services_.settings->ollamaURL() != url) {
+        setIsRefreshingOllamaModels(false);
+        return;
+    }
+    const QString chosen = services_.settings->ollamaModel();
+    ProviderReadiness readiness;
+    if (!models)
+        readiness = { State::unavailable, QStringLiteral("Ollama is not responding at this address."), {} };
+    else if (models->isEmpty())
+        readiness = { State::unavailable, QStringLiteral("Ollama is running, but no models are installed."), {} };
+    else if (!chosen.isEmpty() && !models->contains(chosen))
+        readiness
+            = { State::unavailable, QStringLiteral("The selected Ollama model is no longer installed."), *models };
+    else
+        readiness = { State::ready,
+            QStringLiteral("Ollama is running with %1 installed model%2.")
+                .arg(models->size())
+                .arg(models->size() == 1 ? QString() : QStringLiteral("s")),
+            *models };
+    auto all = providerReadiness_;
+    all[ProviderKind::ollama] = readiness;
+    setProviderReadiness(all);
+    if (models && chosen.isEmpty() && !models->isEmpty()) {
+        services_.settings->setOllamaModel(models->first());
+        spawn(services_.providerService->preloadOllamaModel(currentConfiguration()));
+    }
+    setIsRefreshingOllamaModels(false);
+}
+
 void AppModel::finishGeneration(const GenerationRequest& request, GenerationMode mode,
     const std::optional<QString>& text, const std::exception_ptr& error, bool taskCancelled)
 {
@@ -464,7 +506,9 @@ void AppModel::succeed(const GenerationRequest& request, GenerationMode mode, co
     setGenerationPreview(QString());
     // The result is in place before the model reads as idle.
     setIsGenerating(false);
-    if (mode == GenerationMode::command && quickHUDPhase_ != QuickHUDPhase::bubble)
+    if (mode == GenerationMode::quickFix)
+        continueQuickFix(request);
+    else if (quickHUDPhase_ != QuickHUDPhase::bubble)
         moveToPhase(QuickHUDPhase::review);
 }
 
@@ -577,108 +621,6 @@ void AppModel::clearSession()
     stopDelivery();
     resetSession(std::nullopt);
     setStatusMessage(std::nullopt);
-}
-
-// ---- opening and closing ----
-
-void AppModel::presentQuickHUD(QuickHUDTrigger trigger)
-{
-    setAccessibilityGranted(services_.accessibility->isProcessTrusted());
-    std::optional<SelectionSnapshot> chosen;
-    if (trigger == QuickHUDTrigger::workspaceToolbar && snapshot_)
-        chosen = snapshot_; // the workspace hands over what it has
-    else
-        chosen = services_.selectionService->capture(true);
-    if (!chosen)
-        chosen = observedSnapshot_;
-    record(
-        AnalyticsEventType::quickCommandOpened, openedDimensions(analyticsWord(trigger), QStringLiteral("quick_hud")));
-    openSession(chosen, trigger);
-}
-
-void AppModel::handleObservedSelection(const std::optional<SelectionSnapshot>& snapshot)
-{
-    setAccessibilityGranted(services_.accessibility->isProcessTrusted());
-    // A cursor, or text of blanks only, counts as no selection.
-    std::optional<SelectionSnapshot> counted;
-    if (snapshot && snapshot->text && services_.selectionService->hasVisibleCharacters(*snapshot->text))
-        counted = snapshot;
-    setObservedSnapshot(counted);
-    if (quickHUDPhase_ != QuickHUDPhase::bubble)
-        return; // an open HUD never reacts to the selection
-    if (services_.settings->showSelectionBubble() && counted) {
-        moveToPhase(QuickHUDPhase::bubble);
-        if (services_.windows)
-            services_.windows->showSelectionBubble(counted->bounds);
-        return;
-    }
-    if (services_.windows)
-        services_.windows->hideSelectionBubble();
-}
-
-void AppModel::openSession(const std::optional<SelectionSnapshot>& snapshot, QuickHUDTrigger trigger)
-{
-    cancelGeneration(false);
-    stopDelivery();
-    cancelTimedSteps();
-    resetSession(snapshot);
-    if (snapshot || accessibilityGranted_)
-        setStatusMessage(std::nullopt);
-    else
-        setStatusMessage(accessibilityNeededForCaptureMessage);
-    setQuickHUDTrigger(trigger);
-    moveToPhase(QuickHUDPhase::compose);
-    if (services_.windows) {
-        services_.windows->showQuickHUD(snapshot ? snapshot->bounds : std::nullopt,
-            snapshot && snapshot->target ? std::optional(snapshot->target->processID) : std::nullopt);
-    }
-}
-
-void AppModel::dismissQuickHUD()
-{
-    cancelTimedSteps();
-    cancelGeneration(false);
-    stopDelivery();
-    resetSession(std::nullopt); // a result not delivered is gone
-    setStatusMessage(std::nullopt);
-    moveToPhase(QuickHUDPhase::bubble);
-    if (services_.windows)
-        services_.windows->hideQuickHUD();
-}
-
-void AppModel::openWorkspace()
-{
-    record(AnalyticsEventType::workspaceOpened,
-        openedDimensions(QStringLiteral("workspace"), QStringLiteral("workspace")));
-    // The session carries over into the workspace; a running generation goes on.
-    if (quickHUDPhase_ != QuickHUDPhase::bubble) {
-        moveToPhase(QuickHUDPhase::bubble);
-        if (services_.windows)
-            services_.windows->hideQuickHUD();
-    }
-    if (workspaceOpener_)
-        workspaceOpener_();
-    QPointer<AppModel> weak(this);
-    postToMainThread([weak] {
-        if (weak && weak->services_.windows)
-            weak->services_.windows->bringWorkspaceForward();
-    });
-}
-
-void AppModel::cancelTimedSteps()
-{
-    for (auto* task : { &confirmationTask_, &quickFixStatusTask_ }) {
-        if (*task)
-            (*task)->cancel();
-        task->reset();
-    }
-}
-
-void AppModel::moveToPhase(QuickHUDPhase phase)
-{
-    setQuickHUDPhase(phase);
-    if (services_.windows)
-        services_.windows->quickHUDPhaseDidChange(phase);
 }
 
 // ---- providers ----

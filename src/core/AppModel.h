@@ -5,12 +5,14 @@
 #include "AnalyticsTracking.h"
 #include "GenerationRequest.h"
 #include "GlobalHotKeyManaging.h"
+#include "PasteboardServing.h"
 #include "Preset.h"
 #include "Runtime.h"
 #include "SelectionServing.h"
 #include "SessionTypes.h"
 #include "SettingsStore.h"
 #include "WindowCoordinating.h"
+#include "WorkspaceServing.h"
 
 #include <QHash>
 #include <QList>
@@ -38,6 +40,8 @@ struct AppServices {
     AIProviding* providerService = nullptr;
     GlobalHotKeyManaging* hotKey = nullptr;
     AnalyticsTracking* analytics = nullptr;
+    PasteboardServing* pasteboard = nullptr;
+    WorkspaceServing* workspace = nullptr;
     WindowCoordinating* windows = nullptr;
 };
 
@@ -173,6 +177,9 @@ public:
     const std::optional<GenerationRequest>& lastGenerationRequest() const { return lastGenerationRequest_; }
     const std::optional<TaskHandle>& generationTask() const { return generationTask_; }
     const std::optional<TaskHandle>& deliveryTask() const { return deliveryTask_; }
+    const std::optional<TaskHandle>& confirmationTask() const { return confirmationTask_; }
+    const std::optional<TaskHandle>& quickFixStatusTask() const { return quickFixStatusTask_; }
+    QuickHUDPhase sourceDetailReturnPhase() const { return sourceDetailReturnPhase_; }
     const RepeatingTimer* permissionTimer() const { return permissionTimer_.get(); }
     const QHash<QUuid, Clock::time_point>& generationStartedAt() const { return generationStartedAt_; }
     bool started() const { return started_; }
@@ -192,14 +199,37 @@ public:
     void resetSession(const std::optional<SelectionSnapshot>& snapshot);
     void clearSession();
 
-    // Opening and closing the HUD and the workspace.
+    // Opening and closing the HUD and the workspace; the bubble.
     void presentQuickHUD(QuickHUDTrigger trigger);
     void handleObservedSelection(const std::optional<SelectionSnapshot>& snapshot);
+    void scheduleBubbleRecheck();
+    void selectionBubblePressed();
     void dismissQuickHUD();
     void openWorkspace();
 
+    // Moves inside the HUD.
+    void toggleMoreActions();
+    void toggleProviderPicker();
+    void openSourceDetail(bool editing);
+    void closeSourceDetail();
+    void revertSourceEdits();
+    void returnToCompose();
+    void reviewRetainedResult();
+    void discardResult();
+
+    // How a result leaves the HUD.
+    void deliver();
+    void copyResult();
+    void showConfirmation(const QString& message);
+
+    // Quick Fix.
+    void startQuickFix();
+    void showQuickFixStatus(const QString& message, const std::optional<SelectionSnapshot>& snapshot, bool autoDismiss);
+    void replaceWithFix(const QString& text, const GenerationRequest& request);
+
     // Providers and shortcuts.
     void refreshProviderReadiness();
+    void refreshOllamaModels();
     void reregisterHotKeys();
 
 signals:
@@ -234,6 +264,11 @@ private:
     static Task<void> runGeneration(
         QPointer<AppModel> model, AIProviding* providers, GenerationRequest request, GenerationMode mode);
     static Task<void> applyPreview(QPointer<AppModel> model, QUuid requestID, QString text);
+    static Task<void> runDelivery(QPointer<AppModel> model, SelectionServing* selection, QString text,
+        SelectionSnapshot snapshot, DeliveryPreference preference, std::optional<GenerationRequest> quickFixRequest);
+    static Task<void> dismissAfter(QPointer<AppModel> model, Duration delay, QuickHUDPhase phase);
+    static Task<void> recheckBubbleLater(QPointer<AppModel> model);
+    static Task<void> runModelListing(QPointer<AppModel> model, AIProviding* providers, QString url);
     static Task<void> runReadinessCheck(
         QPointer<AppModel> model, AIProviding* providers, ProviderKind kind, ProviderConfiguration configuration);
 
@@ -245,6 +280,15 @@ private:
     void clearActiveGeneration(const QUuid& requestID);
 
     void openSession(const std::optional<SelectionSnapshot>& snapshot, QuickHUDTrigger trigger);
+    void finishDelivery(const QString& text, const SelectionSnapshot& snapshot, DeliveryPreference preference,
+        const std::optional<QString>& status, const std::exception_ptr& error);
+    void finishQuickFixDelivery(const QString& text, const GenerationRequest& request,
+        const std::optional<QString>& status, const std::exception_ptr& error);
+    void finishModelListing(const QString& url, const std::optional<QStringList>& models);
+    void continueQuickFix(const GenerationRequest& request);
+    AnalyticsDimensions quickFixDimensions(std::optional<QString> outcome) const;
+    void giveUpKeyboard();
+    void showHUDAt(const std::optional<SelectionSnapshot>& snapshot);
     void moveToPhase(QuickHUDPhase phase);
     void record(AnalyticsEventType type, AnalyticsDimensions dimensions = {});
     AnalyticsDimensions generationDimensions(const GenerationRequest& request, GenerationMode mode,

@@ -24,6 +24,13 @@ public:
     virtual bool isApplicationActive() = 0;
     virtual bool fileExists(const QString& path) = 0;
     virtual void openURL(const QString& url) = 0;
+
+    // Liveness by signal 0: a process owned by another user counts as alive.
+    virtual bool isProcessAlive(std::int32_t processID) = 0;
+    // Whether a running application has this process id.
+    virtual bool isRunningApplication(std::int32_t processID) = 0;
+    // Hands activation to the application and brings it forward; it may come later or never.
+    virtual void activateApplication(std::int32_t processID) = 0;
 };
 
 } // namespace brindlet

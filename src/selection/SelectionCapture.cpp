@@ -34,7 +34,8 @@ SelectionService::SelectionService(SelectionPlatform platform, QObject* parent)
     : QObject(parent)
     , platform_(platform)
 {
-    Q_ASSERT(platform_.accessibility && platform_.workspace && platform_.pointer && platform_.log);
+    Q_ASSERT(platform_.accessibility && platform_.workspace && platform_.pointer && platform_.log
+        && platform_.pasteboard && platform_.keyEvents);
 }
 
 SelectionService::~SelectionService()
@@ -85,6 +86,11 @@ void SelectionService::requestAccessibilityAccess()
 void SelectionService::logInfo(const QString& message)
 {
     platform_.log->log(SystemLogging::Level::info, categoryName, message);
+}
+
+void SelectionService::logError(const QString& message)
+{
+    platform_.log->log(SystemLogging::Level::error, categoryName, message);
 }
 
 std::optional<QString> SelectionService::readString(const ElementHandle& element, const char* attribute)

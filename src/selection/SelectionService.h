@@ -1,6 +1,8 @@
 #pragma once
 
 #include "AccessibilityServing.h"
+#include "KeyEventPosting.h"
+#include "PasteboardServing.h"
 #include "PointerServing.h"
 #include "Runtime.h"
 #include "SelectionServing.h"
@@ -22,6 +24,8 @@ struct SelectionPlatform {
     WorkspaceServing* workspace = nullptr;
     PointerServing* pointer = nullptr;
     SystemLogging* log = nullptr;
+    PasteboardServing* pasteboard = nullptr;
+    KeyEventPosting* keyEvents = nullptr;
 };
 
 // Whether two captures are the same selection; bounds take part, so a scrolled selection is new.
@@ -60,7 +64,7 @@ public:
     // One pass of the monitoring loop; the loop calls it every 380 ms.
     void monitoringTick();
     bool lastPassiveCaptureHadSnapshot() const { return lastPassiveCaptureHadSnapshot_; }
-    void setLastPassiveCaptureHadSnapshot(bool value) { lastPassiveCaptureHadSnapshot_ = value; }
+    void setLastPassiveCaptureHadSnapshot(bool value) override { lastPassiveCaptureHadSnapshot_ = value; }
 
 private:
     struct Payload {
@@ -106,7 +110,18 @@ private:
     std::optional<Payload> firstVisibleSelection(const std::vector<ElementHandle>& elements);
     bool hasRole(const ElementHandle& element, const char* role);
 
+    // Delivery.
+    Task<bool> waitForFrontmost(std::int32_t processID);
+    void restoreFocus(const SelectionTarget& target);
+    bool isUnchanged(const SelectionTarget& target);
+    bool readBack(const QString& text, const SelectionTarget& target);
+    Task<bool> readBackLoop(QString text, std::shared_ptr<const SelectionTarget> target, Duration deadline);
+    Task<bool> guardedPaste(QString text, std::int32_t processID);
+    bool postPasteShortcut(std::int32_t processID);
+    void restoreClipboard(const QList<PasteboardItem>& saved);
+
     void logInfo(const QString& message);
+    void logError(const QString& message);
 
     SelectionPlatform platform_;
     std::function<void(std::optional<SelectionSnapshot>)> onSelectionChanged_;

@@ -23,6 +23,8 @@ public:
     virtual Task<QString> deliver(QString text, SelectionSnapshot snapshot, DeliveryPreference preference) = 0;
     // Whether a text counts as a selection: blanks, marks and U+FFFC alone do not.
     virtual bool hasVisibleCharacters(const QString& text) const = 0;
+    // The model's own passive re-check tells monitoring whether it found a snapshot.
+    virtual void setLastPassiveCaptureHadSnapshot(bool value) = 0;
 };
 
 } // namespace brindlet

@@ -26,8 +26,8 @@ struct AppModelHarness {
 
     AppModelHarness()
     {
-        model = std::make_unique<AppModel>(
-            AppServices { &settings, &desktop, &selection, &provider, &hotKeys, &analytics, &windows });
+        model = std::make_unique<AppModel>(AppServices {
+            &settings, &desktop, &selection, &provider, &hotKeys, &analytics, &desktop, &desktop, &windows });
     }
 
     // Nothing a test started outlives it: cancelled tasks unwind before the doubles go.

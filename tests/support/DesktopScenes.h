@@ -11,9 +11,15 @@ using simulated::SimApplication;
 using simulated::SimElementPtr;
 using simulated::SimulatedDesktop;
 
+// Every platform service the selection service needs, played by one simulated desktop.
+inline SelectionPlatform platformOf(SimulatedDesktop& desktop)
+{
+    return { &desktop, &desktop, &desktop, &desktop, &desktop, &desktop };
+}
+
 struct DesktopScene {
     SimulatedDesktop desktop;
-    SelectionService service { SelectionPlatform { &desktop, &desktop, &desktop, &desktop } };
+    SelectionService service { platformOf(desktop) };
 
     // A native editor, frontmost, with its text field focused.
     SimElementPtr editor(const QString& text, TextRange selection, std::int32_t pid = 501,

@@ -44,6 +44,8 @@ public:
         co_return QString();
     }
     bool hasVisibleCharacters(const QString& text) const override { return !text.trimmed().isEmpty(); }
+    void setLastPassiveCaptureHadSnapshot(bool value) override { lastPassiveCaptureHadSnapshot = value; }
+    bool lastPassiveCaptureHadSnapshot = false;
 };
 
 // A provider whose every generation is driven step by step by the test.

@@ -1,5 +1,7 @@
 #include "EventLoop.h"
 
+#include "ManualTimerSource.h"
+
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QThread>
@@ -17,6 +19,19 @@ bool runUntil(const std::function<bool()>& predicate, std::chrono::milliseconds 
         QCoreApplication::sendPostedEvents();
     }
     return true;
+}
+
+bool runVirtually(
+    ManualTimerSource& clock, const std::function<bool()>& predicate, std::chrono::milliseconds virtualLimit)
+{
+    const auto end = clock.now() + virtualLimit;
+    for (;;) {
+        drainEvents();
+        if (predicate())
+            return true;
+        if (clock.now() >= end || !clock.advanceToNextDue())
+            return predicate();
+    }
 }
 
 void drainEvents(int turns)

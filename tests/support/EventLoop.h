@@ -14,6 +14,12 @@ namespace brindlet::test {
 // Processes events until the predicate holds or the time runs out; returns the predicate.
 bool runUntil(const std::function<bool()>& predicate, std::chrono::milliseconds timeout = std::chrono::seconds(10));
 
+class ManualTimerSource;
+// Runs the loop in virtual time: whenever nothing is left to do, the clock jumps to the next
+// timer. Flows with seconds of waits finish at once, in the order real time would give.
+bool runVirtually(ManualTimerSource& clock, const std::function<bool()>& predicate,
+    std::chrono::milliseconds virtualLimit = std::chrono::seconds(60));
+
 // Processes the events already queued (and those they queue), a few turns deep.
 void drainEvents(int turns = 5);
 

@@ -44,6 +44,20 @@ public:
         now_ = target;
     }
 
+    // Jumps to the next timer that falls due and fires it; false when none is pending.
+    bool advanceToNextDue()
+    {
+        if (timers_.empty())
+            return false;
+        auto next = timers_.begin();
+        for (auto it = timers_.begin(); it != timers_.end(); ++it) {
+            if (it->second.due < next->second.due)
+                next = it;
+        }
+        advance(std::max(next->second.due - now_, Duration::zero()));
+        return true;
+    }
+
     size_t pendingTimers() const { return timers_.size(); }
     // The tolerance of the one pending timer that falls due first.
     Duration nextTolerance() const

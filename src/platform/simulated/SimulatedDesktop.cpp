@@ -88,6 +88,12 @@ Rect SimElement::boundsOf(TextRange range) const
         (lastLine - firstLine + 1) * lineHeight };
 }
 
+void SimElement::replaceSelection(const QString& text)
+{
+    value.replace(selection.location, selection.length, text);
+    selection = { selection.location + text.size(), 0 };
+}
+
 SimElementPtr SimApplication::addWindow(const QString& windowTitle)
 {
     auto window = element->addChild(QStringLiteral("AXWindow"));
@@ -332,13 +338,51 @@ AXStatus SimulatedDesktop::setAttributeValue(
             app->treePublished = true;
         return app->manualAccessibilityStatus;
     }
+    if (attribute == QLatin1String("AXFocusedWindow") && app && app->element == element) {
+        auto window = resolve(std::get_if<ElementHandle>(&value) ? std::get<ElementHandle>(value) : nullptr);
+        if (!window)
+            return AXErrorCode::illegalArgument;
+        app->focusedWindow = window;
+        return AXErrorCode::success;
+    }
+    if (attribute == QLatin1String("AXFocused") && app) {
+        if (std::get_if<bool>(&value) && std::get<bool>(value))
+            app->focus(element);
+        return AXErrorCode::success;
+    }
+    const QString* text = std::get_if<QString>(&value);
+    if (attribute == QLatin1String("AXSelectedText") && element->isText && text) {
+        ++element->writes;
+        if (!element->selectedTextSettable)
+            return AXErrorCode::attributeUnsupported;
+        switch (element->writeBehaviour) {
+        case SimElement::WriteBehaviour::accepts: element->replaceSelection(*text); return AXErrorCode::success;
+        case SimElement::WriteBehaviour::changesNothing: return AXErrorCode::success;
+        case SimElement::WriteBehaviour::refuses: return AXErrorCode::cannotComplete;
+        case SimElement::WriteBehaviour::collapsesSelection:
+            element->replaceSelection(QString());
+            return AXErrorCode::success;
+        }
+    }
+    if (attribute == QLatin1String("AXSelectedTextRange") && element->isText) {
+        const auto* range = std::get_if<TextRange>(&value);
+        if (!range || !validRange(*element, *range))
+            return AXErrorCode::illegalArgument;
+        element->selection = *range;
+        return AXErrorCode::success;
+    }
     return AXErrorCode::attributeUnsupported;
 }
 
-AXStatus SimulatedDesktop::performAction(const ElementHandle& handle, const QString&)
+AXStatus SimulatedDesktop::performAction(const ElementHandle& handle, const QString& action)
 {
     ++accessibilityMessages;
-    return resolve(handle) ? AXErrorCode::actionUnsupported : AXErrorCode::invalidUIElement;
+    auto element = resolve(handle);
+    if (!element)
+        return AXErrorCode::invalidUIElement;
+    return action == QLatin1String("AXRaise") && element->role == QLatin1String("AXWindow")
+        ? AXErrorCode::success
+        : AXErrorCode::actionUnsupported;
 }
 
 std::uint64_t SimulatedDesktop::hash(const ElementHandle& handle)
@@ -358,6 +402,88 @@ std::optional<RunningApplication> SimulatedDesktop::frontmostApplication()
             QStringLiteral("com.brindlet.native"), QStringLiteral("Brindlet") };
     auto it = applications_.find(*frontmost_);
     return it == applications_.end() ? std::nullopt : std::optional(it->second.info);
+}
+
+bool SimulatedDesktop::isProcessAlive(std::int32_t processID)
+{
+    return processID == ownProcessID || applications_.count(processID) > 0 || foreignProcesses_.contains(processID);
+}
+
+void SimulatedDesktop::activateApplication(std::int32_t processID)
+{
+    auto it = applications_.find(processID);
+    if (it == applications_.end())
+        return;
+    ++it->second.activations;
+    if (!it->second.refusesFront) {
+        frontmost_ = processID;
+        ownApplicationActive = false;
+    }
+    if (onActivate)
+        onActivate(processID);
+}
+
+// ---- PasteboardServing ----
+
+void SimulatedDesktop::clipboardWritten()
+{
+    ++changeCount_;
+    if (onClipboardWrite)
+        onClipboardWrite(changeCount_);
+}
+
+void SimulatedDesktop::clearContents()
+{
+    pasteboard_.clear();
+    ++changeCount_;
+}
+
+bool SimulatedDesktop::setString(const QString& text)
+{
+    if (setStringFails)
+        return false;
+    pasteboard_ = { PasteboardItem { { plainTextType, text.toUtf8() } } };
+    clipboardWritten();
+    return true;
+}
+
+void SimulatedDesktop::writeItems(const QList<PasteboardItem>& items)
+{
+    pasteboard_ = items;
+    clipboardWritten();
+}
+
+std::optional<QString> SimulatedDesktop::clipboardText() const
+{
+    for (const PasteboardItem& item : pasteboard_) {
+        for (const auto& [type, data] : item) {
+            if (type == plainTextType)
+                return QString::fromUtf8(data);
+        }
+    }
+    return std::nullopt;
+}
+
+// ---- KeyEventPosting ----
+
+bool SimulatedDesktop::postKeyEvent(std::uint16_t keyCode, bool keyDown, std::uint64_t flags)
+{
+    if (keyEventsFail)
+        return false;
+    const std::int32_t target = frontmost_.value_or(0);
+    postedKeyEvents
+        << QStringLiteral("%1 pid=%2").arg(keyDown ? QStringLiteral("down") : QStringLiteral("up")).arg(target);
+    // Command-V pastes the clipboard's text into the frontmost application's focused element.
+    if (!keyDown || keyCode != KeyEventPosting::keyCodeV || flags != KeyEventPosting::commandFlag)
+        return true;
+    auto it = applications_.find(target);
+    auto focused = it == applications_.end() ? nullptr : it->second.focusedElement.lock();
+    const auto text = clipboardText();
+    if (focused && focused->isText && focused->selectedTextSettable && focused->acceptsPaste && text) {
+        ++focused->pastes;
+        focused->replaceSelection(*text);
+    }
+    return true;
 }
 
 void SimulatedDesktop::log(Level level, const QString& category, const QString& message)

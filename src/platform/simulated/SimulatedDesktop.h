@@ -6,6 +6,8 @@
 // fail or return the wrong kind, parents that loop, hosts that defer their tree) are data.
 
 #include "AccessibilityServing.h"
+#include "KeyEventPosting.h"
+#include "PasteboardServing.h"
 #include "PointerServing.h"
 #include "SystemLogging.h"
 #include "WorkspaceServing.h"
@@ -48,12 +50,26 @@ public:
     std::optional<QString> markerSelection;
     std::optional<Rect> markerBounds;
 
+    // How the element takes a write of AXSelectedText, and whether it takes a paste.
+    enum class WriteBehaviour {
+        accepts, // replaces the selection and leaves the cursor after it
+        changesNothing, // reports success and changes nothing
+        refuses, // reports a failure and changes nothing
+        collapsesSelection, // reports success, drops the selected text and inserts nothing
+    };
+    WriteBehaviour writeBehaviour = WriteBehaviour::accepts;
+    bool acceptsPaste = true;
+    int writes = 0;
+    int pastes = 0;
+
     // Faults: a read that fails with a status, or that returns a value of another kind.
     std::map<QString, AXStatus> failingReads;
     std::map<QString, AXValue> wrongKindReads;
 
     std::shared_ptr<SimElement> addChild(const QString& childRole);
     QString selectedText() const { return value.mid(selection.location, selection.length); }
+    // Puts text in place of the selection and the cursor after it.
+    void replaceSelection(const QString& text);
     Rect boundsOf(TextRange range) const;
 };
 using SimElementPtr = std::shared_ptr<SimElement>;
@@ -68,6 +84,8 @@ struct SimApplication {
     bool treePublished = true;
     AXStatus manualAccessibilityStatus = AXErrorCode::success;
     int manualAccessibilityRequests = 0;
+    bool refusesFront = false; // activation never brings it forward
+    int activations = 0;
 
     SimElementPtr addWindow(const QString& title);
     void focus(const SimElementPtr& element); // its window becomes the focused window
@@ -76,6 +94,8 @@ struct SimApplication {
 class SimulatedDesktop final : public AccessibilityServing,
                                public WorkspaceServing,
                                public PointerServing,
+                               public PasteboardServing,
+                               public KeyEventPosting,
                                public SystemLogging {
 public:
     SimulatedDesktop();
@@ -89,6 +109,8 @@ public:
     void bringToFront(std::int32_t processID);
     void removeApplication(std::int32_t processID); // the process ends; handles stay, reads fail
     void addFile(const QString& path) { files_.insert(path); }
+    // A process that exists but belongs to another user: alive, yet no running application.
+    void addForeignProcess(std::int32_t processID) { foreignProcesses_.insert(processID); }
 
     // ---- the world's state ----
     bool trusted = true;
@@ -97,10 +119,17 @@ public:
     bool ownApplicationActive = false;
     std::optional<QPointF> pointer;
     std::uint64_t mouseButtons = 0;
+    bool setStringFails = false;
+    bool keyEventsFail = false;
+    // Called after each write to the clipboard, with the new change count: for clipboard
+    // managers and users who act while a paste is under way.
+    std::function<void(qint64)> onClipboardWrite;
+    std::function<void(std::int32_t)> onActivate;
 
     // ---- what happened ----
     int accessibilityMessages = 0; // every call to the accessibility service
     int trustQueries = 0;
+    QStringList postedKeyEvents; // "down pid=…" and "up pid=…"
     QStringList openedURLs;
     struct LogLine {
         Level level;
@@ -127,6 +156,21 @@ public:
     bool isApplicationActive() override { return ownApplicationActive; }
     bool fileExists(const QString& path) override { return files_.contains(path); }
     void openURL(const QString& url) override { openedURLs << url; }
+    bool isProcessAlive(std::int32_t processID) override;
+    bool isRunningApplication(std::int32_t processID) override { return applications_.count(processID) > 0; }
+    void activateApplication(std::int32_t processID) override;
+
+    // ---- PasteboardServing ----
+    qint64 changeCount() override { return changeCount_; }
+    QList<PasteboardItem> items() override { return pasteboard_; }
+    void clearContents() override;
+    bool setString(const QString& text) override;
+    void writeItems(const QList<PasteboardItem>& items) override;
+    // The plain text on the clipboard, if any.
+    std::optional<QString> clipboardText() const;
+
+    // ---- KeyEventPosting ----
+    bool postKeyEvent(std::uint16_t keyCode, bool keyDown, std::uint64_t flags) override;
 
     // ---- PointerServing ----
     std::optional<QPointF> pointerLocation() override { return pointer; }
@@ -145,8 +189,13 @@ private:
     AXResult readAttribute(SimElement& element, const QString& attribute);
 
     std::map<std::int32_t, SimApplication> applications_;
+    void clipboardWritten();
+
     std::optional<std::int32_t> frontmost_;
     QSet<QString> files_;
+    QSet<std::int32_t> foreignProcesses_;
+    QList<PasteboardItem> pasteboard_;
+    qint64 changeCount_ = 0;
 };
 
 } // namespace brindlet::simulated

@@ -1,0 +1,367 @@
+// The Quick HUD: opening sessions, the bubble, moves inside the panel, and how a result leaves it.
+
+#include "AppModel.h"
+
+#include "AnalyticsWords.h"
+#include "AppModelWords.h"
+#include "DescribedError.h"
+
+namespace brindlet {
+
+using namespace std::chrono_literals;
+
+namespace {
+// "replaced", "inserted", or "copied" for copy and smart alike.
+QString deliveredOutcome(DeliveryPreference delivery)
+{
+    switch (delivery) {
+    case DeliveryPreference::replace: return QStringLiteral("replaced");
+    case DeliveryPreference::insert: return QStringLiteral("inserted");
+    default: return QStringLiteral("copied");
+    }
+}
+
+AnalyticsDimensions deliveryDimensions(const QString& surface, DeliveryPreference delivery, const QString& outcome)
+{
+    AnalyticsDimensions dimensions;
+    dimensions.surface = surface;
+    dimensions.delivery = wireName(delivery);
+    dimensions.outcome = outcome;
+    return dimensions;
+}
+} // namespace
+
+void AppModel::presentQuickHUD(QuickHUDTrigger trigger)
+{
+    setAccessibilityGranted(services_.accessibility->isProcessTrusted());
+    std::optional<SelectionSnapshot> chosen;
+    if (trigger == QuickHUDTrigger::workspaceToolbar && snapshot_)
+        chosen = snapshot_; // the workspace hands over what it has
+    else
+        chosen = services_.selectionService->capture(true);
+    if (!chosen)
+        chosen = observedSnapshot_;
+    record(AnalyticsEventType::quickCommandOpened, words::opened(analyticsWord(trigger), QStringLiteral("quick_hud")));
+    openSession(chosen, trigger);
+}
+
+void AppModel::handleObservedSelection(const std::optional<SelectionSnapshot>& snapshot)
+{
+    setAccessibilityGranted(services_.accessibility->isProcessTrusted());
+    // A cursor, or text of blanks only, counts as no selection.
+    std::optional<SelectionSnapshot> counted;
+    if (snapshot && snapshot->text && services_.selectionService->hasVisibleCharacters(*snapshot->text))
+        counted = snapshot;
+    setObservedSnapshot(counted);
+    if (quickHUDPhase_ != QuickHUDPhase::bubble)
+        return; // an open HUD never reacts to the selection
+    if (services_.settings->showSelectionBubble() && counted) {
+        moveToPhase(QuickHUDPhase::bubble);
+        if (services_.windows)
+            services_.windows->showSelectionBubble(counted->bounds);
+        return;
+    }
+    if (services_.windows)
+        services_.windows->hideSelectionBubble();
+}
+
+void AppModel::openSession(const std::optional<SelectionSnapshot>& snapshot, QuickHUDTrigger trigger)
+{
+    cancelGeneration(false);
+    stopDelivery();
+    cancelTimedSteps();
+    resetSession(snapshot);
+    if (snapshot || accessibilityGranted_)
+        setStatusMessage(std::nullopt);
+    else
+        setStatusMessage(words::enableAccessibilityForCapture);
+    setQuickHUDTrigger(trigger);
+    moveToPhase(QuickHUDPhase::compose);
+    showHUDAt(snapshot);
+}
+
+void AppModel::showHUDAt(const std::optional<SelectionSnapshot>& snapshot)
+{
+    if (!services_.windows)
+        return;
+    services_.windows->showQuickHUD(snapshot ? snapshot->bounds : std::nullopt,
+        snapshot && snapshot->target ? std::optional(snapshot->target->processID) : std::nullopt);
+}
+
+void AppModel::dismissQuickHUD()
+{
+    cancelTimedSteps();
+    cancelGeneration(false);
+    stopDelivery();
+    resetSession(std::nullopt); // a result not delivered is gone
+    setStatusMessage(std::nullopt);
+    moveToPhase(QuickHUDPhase::bubble);
+    if (services_.windows)
+        services_.windows->hideQuickHUD();
+}
+
+void AppModel::openWorkspace()
+{
+    record(
+        AnalyticsEventType::workspaceOpened, words::opened(QStringLiteral("workspace"), QStringLiteral("workspace")));
+    // The session carries over into the workspace; a running generation goes on.
+    if (quickHUDPhase_ != QuickHUDPhase::bubble) {
+        moveToPhase(QuickHUDPhase::bubble);
+        if (services_.windows)
+            services_.windows->hideQuickHUD();
+    }
+    if (workspaceOpener_)
+        workspaceOpener_();
+    QPointer<AppModel> weak(this);
+    postToMainThread([weak] {
+        if (weak && weak->services_.windows)
+            weak->services_.windows->bringWorkspaceForward();
+    });
+}
+
+void AppModel::cancelTimedSteps()
+{
+    for (auto* task : { &confirmationTask_, &quickFixStatusTask_ }) {
+        if (*task)
+            (*task)->cancel();
+        task->reset();
+    }
+}
+
+void AppModel::moveToPhase(QuickHUDPhase phase)
+{
+    setQuickHUDPhase(phase);
+    if (services_.windows)
+        services_.windows->quickHUDPhaseDidChange(phase);
+}
+
+// ---- the bubble ----
+
+void AppModel::scheduleBubbleRecheck()
+{
+    // Covers the moment this application loses the focus, which the monitor does not see.
+    if (quickHUDPhase_ == QuickHUDPhase::bubble && services_.settings->showSelectionBubble())
+        spawn(recheckBubbleLater(QPointer<AppModel>(this)));
+}
+
+Task<void> AppModel::recheckBubbleLater(QPointer<AppModel> model)
+{
+    co_await sleepFor(80ms);
+    if (!model || model->services_.workspace->isApplicationActive() || model->quickHUDPhase_ != QuickHUDPhase::bubble
+        || !model->services_.settings->showSelectionBubble())
+        co_return;
+    SelectionServing& selection = *model->services_.selectionService;
+    const auto snapshot = selection.capture(false);
+    selection.setLastPassiveCaptureHadSnapshot(snapshot.has_value());
+    if (snapshot && snapshot->text && selection.hasVisibleCharacters(*snapshot->text)) {
+        model->setObservedSnapshot(snapshot);
+        if (model->services_.windows)
+            model->services_.windows->showSelectionBubble(snapshot->bounds);
+    } else {
+        model->setObservedSnapshot(std::nullopt);
+        if (model->services_.windows)
+            model->services_.windows->hideSelectionBubble();
+    }
+}
+
+void AppModel::selectionBubblePressed()
+{
+    if (!observedSnapshot_)
+        return;
+    // The observed value may be stale: capture afresh before trusting it.
+    SelectionServing& selection = *services_.selectionService;
+    const auto snapshot = selection.capture(false);
+    selection.setLastPassiveCaptureHadSnapshot(snapshot.has_value());
+    if (snapshot && snapshot->text && selection.hasVisibleCharacters(*snapshot->text)) {
+        setObservedSnapshot(snapshot);
+        record(AnalyticsEventType::quickCommandOpened,
+            words::opened(analyticsWord(QuickHUDTrigger::selectionBubble), QStringLiteral("quick_hud")));
+        openSession(snapshot, QuickHUDTrigger::selectionBubble);
+        return;
+    }
+    setObservedSnapshot(std::nullopt);
+    if (services_.windows)
+        services_.windows->hideSelectionBubble();
+}
+
+// ---- moves inside the HUD ----
+
+void AppModel::toggleMoreActions()
+{
+    if (isGenerating_)
+        return;
+    moveToPhase(quickHUDPhase_ == QuickHUDPhase::moreActions ? QuickHUDPhase::compose : QuickHUDPhase::moreActions);
+}
+
+void AppModel::toggleProviderPicker()
+{
+    if (isGenerating_)
+        return;
+    const bool opening = quickHUDPhase_ != QuickHUDPhase::providerPicker;
+    moveToPhase(opening ? QuickHUDPhase::providerPicker : QuickHUDPhase::compose);
+    if (opening && provider_ == ProviderKind::ollama && ollamaModels().isEmpty())
+        refreshOllamaModels();
+}
+
+void AppModel::openSourceDetail(bool editing)
+{
+    if (!snapshot_ || !snapshot_->hasText() || isGenerating_ || isDelivering_)
+        return;
+    const bool fromReview = quickHUDPhase_ == QuickHUDPhase::review;
+    sourceDetailReturnPhase_ = fromReview ? QuickHUDPhase::review : QuickHUDPhase::compose;
+    // From a result the source can only be read.
+    setSourceDetailMode(editing && !fromReview ? QuickHUDSourceMode::edit : QuickHUDSourceMode::read);
+    moveToPhase(QuickHUDPhase::sourceDetail);
+}
+
+void AppModel::closeSourceDetail()
+{
+    if (quickHUDPhase_ != QuickHUDPhase::sourceDetail)
+        return;
+    setSourceDetailMode(QuickHUDSourceMode::read);
+    moveToPhase(sourceDetailReturnPhase_);
+}
+
+void AppModel::revertSourceEdits()
+{
+    if (!snapshot_ || !snapshot_->hasText())
+        return;
+    setWorkingSourceText(*snapshot_->text);
+    setStatusMessage(std::nullopt);
+}
+
+void AppModel::returnToCompose()
+{
+    if (quickHUDPhase_ != QuickHUDPhase::review || isDelivering_)
+        return;
+    setStatusMessage(std::nullopt);
+    moveToPhase(QuickHUDPhase::compose); // the result stays, as the retained result
+}
+
+void AppModel::reviewRetainedResult()
+{
+    if (!hasResult() || isGenerating_)
+        return;
+    setStatusMessage(std::nullopt);
+    moveToPhase(QuickHUDPhase::review);
+}
+
+void AppModel::discardResult()
+{
+    if (!hasResult() || isGenerating_ || isDelivering_)
+        return;
+    setResult(QString());
+    setResultContext(std::nullopt);
+    lastGenerationRequest_.reset();
+    setStatusMessage(std::nullopt);
+    if (services_.windows)
+        services_.windows->quickHUDPhaseDidChange(quickHUDPhase_);
+}
+
+// ---- how a result leaves ----
+
+void AppModel::giveUpKeyboard()
+{
+    // The panel stays on screen; the source application can take the focus.
+    if (services_.windows)
+        services_.windows->resignKeyboard();
+}
+
+void AppModel::deliver()
+{
+    // A result made without a source is always copied, whatever the labels say.
+    if (!resultContext_ || !resultContext_->snapshot)
+        return copyResult();
+    const QString text = result_;
+    const SelectionSnapshot snapshot = *resultContext_->snapshot;
+    if (deliveryTask_)
+        deliveryTask_->cancel();
+    setIsDelivering(true);
+    setStatusMessage(QStringLiteral("Returning to ")
+        + resultContext_->appName.value_or(QStringLiteral("the source app")) + QStringLiteral("…"));
+    giveUpKeyboard();
+    deliveryTask_ = spawn(runDelivery(
+        QPointer<AppModel>(this), services_.selectionService, text, snapshot, resultContext_->delivery, std::nullopt));
+}
+
+Task<void> AppModel::runDelivery(QPointer<AppModel> model, SelectionServing* selection, QString text,
+    SelectionSnapshot snapshot, DeliveryPreference preference, std::optional<GenerationRequest> quickFixRequest)
+{
+    std::optional<QString> status;
+    std::exception_ptr error;
+    try {
+        status = co_await selection->deliver(text, snapshot, preference);
+    } catch (...) {
+        error = std::current_exception();
+    }
+    const bool cancelled = co_await isTaskCancelled();
+    // Whoever cancelled has cleared isDelivering or set it anew.
+    if (!model || cancelled)
+        co_return;
+    if (quickFixRequest)
+        model->finishQuickFixDelivery(text, *quickFixRequest, status, error);
+    else
+        model->finishDelivery(text, snapshot, preference, status, error);
+}
+
+void AppModel::finishDelivery(const QString& text, const SelectionSnapshot& snapshot, DeliveryPreference preference,
+    const std::optional<QString>& status, const std::exception_ptr& error)
+{
+    const bool current
+        = result_ == text && resultContext_ && resultContext_->snapshot && resultContext_->snapshot->id == snapshot.id;
+    if (current && status) {
+        record(AnalyticsEventType::deliveryCompleted,
+            deliveryDimensions(QStringLiteral("quick_hud"), preference, deliveredOutcome(preference)));
+        if (quickHUDPhase_ == QuickHUDPhase::bubble)
+            setStatusMessage(*status);
+        else
+            showConfirmation(*status);
+    } else if (current) {
+        record(AnalyticsEventType::deliveryFailed,
+            deliveryDimensions(QStringLiteral("quick_hud"), preference, errorClass(error)));
+        setStatusMessage(describe(error));
+        if (quickHUDPhase_ != QuickHUDPhase::bubble)
+            moveToPhase(QuickHUDPhase::review); // the result is not lost; it can still be copied
+    }
+    setIsDelivering(false);
+    deliveryTask_.reset();
+}
+
+void AppModel::copyResult()
+{
+    if (result_.isEmpty())
+        return;
+    services_.pasteboard->clearContents();
+    services_.pasteboard->setString(result_);
+    const bool inWorkspace = quickHUDPhase_ == QuickHUDPhase::bubble;
+    record(AnalyticsEventType::deliveryCompleted,
+        deliveryDimensions(inWorkspace ? QStringLiteral("workspace") : QStringLiteral("quick_hud"),
+            DeliveryPreference::copy, QStringLiteral("copied")));
+    if (inWorkspace)
+        setStatusMessage(QStringLiteral("Copied to the clipboard."));
+    else
+        showConfirmation(QStringLiteral("Copied"));
+}
+
+void AppModel::showConfirmation(const QString& message)
+{
+    setStatusMessage(message);
+    moveToPhase(QuickHUDPhase::confirmation);
+    if (confirmationTask_)
+        confirmationTask_->cancel();
+    confirmationTask_ = spawn(dismissAfter(QPointer<AppModel>(this), 700ms, QuickHUDPhase::confirmation));
+}
+
+Task<void> AppModel::dismissAfter(QPointer<AppModel> model, Duration delay, QuickHUDPhase phase)
+{
+    try {
+        co_await sleepFor(delay);
+    } catch (const CancellationError&) {
+        // An interrupted wait falls through to the same test as one that ends.
+    }
+    const bool cancelled = co_await isTaskCancelled();
+    if (model && !cancelled && model->quickHUDPhase_ == phase)
+        model->dismissQuickHUD();
+}
+
+} // namespace brindlet

@@ -1,0 +1,141 @@
+// Quick Fix: the selection corrected in place, with no question asked.
+
+#include "AppModel.h"
+
+#include "AnalyticsWords.h"
+#include "DescribedError.h"
+#include "Prompt.h"
+
+namespace brindlet {
+
+using namespace std::chrono_literals;
+
+AnalyticsDimensions AppModel::quickFixDimensions(std::optional<QString> outcome) const
+{
+    AnalyticsDimensions dimensions;
+    dimensions.provider = wireName(provider_);
+    dimensions.action = QStringLiteral("fix_writing");
+    dimensions.trigger = QStringLiteral("global_hotkey");
+    dimensions.surface = QStringLiteral("quick_fix");
+    dimensions.delivery = wireName(DeliveryPreference::replace);
+    dimensions.outcome = std::move(outcome);
+    return dimensions;
+}
+
+void AppModel::startQuickFix()
+{
+    cancelTimedSteps();
+    cancelGeneration(false);
+    stopDelivery();
+    setAccessibilityGranted(services_.accessibility->isProcessTrusted());
+    record(AnalyticsEventType::quickFixStarted, quickFixDimensions(std::nullopt));
+
+    const auto snapshot = services_.selectionService->capture(true);
+    if (!snapshot || !snapshot->hasText()) {
+        record(AnalyticsEventType::quickFixCompleted, quickFixDimensions(QStringLiteral("validation")));
+        return showQuickFixStatus(QStringLiteral("Select text first"), std::nullopt, true);
+    }
+    if (!snapshot->target || !snapshot->target->isSettable) {
+        record(AnalyticsEventType::quickFixCompleted, quickFixDimensions(QStringLiteral("rejected")));
+        return showQuickFixStatus(QStringLiteral("This selection cannot be replaced."), snapshot, false);
+    }
+    std::optional<Preset> preset;
+    for (const Preset& candidate : allPresets()) {
+        if (candidate.isBuiltIn && candidate.name == QLatin1String("Fix Writing")) {
+            preset = candidate;
+            break;
+        }
+    }
+    if (!preset) {
+        record(AnalyticsEventType::quickFixCompleted, quickFixDimensions(QStringLiteral("provider_unavailable")));
+        return showQuickFixStatus(QStringLiteral("Fix Writing is unavailable."), snapshot, false);
+    }
+
+    resetSession(snapshot);
+    setSelectedPresetID(preset->id);
+    setIsQuickFixSession(true);
+    setQuickHUDTrigger(QuickHUDTrigger::globalHotKey);
+    setStatusMessage(QStringLiteral("Fixing selected text…"));
+    moveToPhase(QuickHUDPhase::quickFixGenerating);
+    showHUDAt(snapshot);
+
+    // The text goes as captured: no direction, no working copy, and always a replacement.
+    GenerationRequest request;
+    request.id = QUuid::createUuid();
+    request.prompt = assemblePrompt(QString(), preset, snapshot->text);
+    request.preset = preset;
+    request.provider = provider_;
+    request.configuration = currentConfiguration();
+    request.snapshot = snapshot;
+    request.delivery = DeliveryPreference::replace;
+    beginGeneration(request, GenerationMode::quickFix);
+}
+
+void AppModel::showQuickFixStatus(
+    const QString& message, const std::optional<SelectionSnapshot>& snapshot, bool autoDismiss)
+{
+    resetSession(snapshot);
+    setIsQuickFixSession(true);
+    setStatusMessage(message);
+    setQuickHUDTrigger(QuickHUDTrigger::globalHotKey);
+    moveToPhase(QuickHUDPhase::quickFixStatus);
+    showHUDAt(snapshot);
+    if (autoDismiss)
+        quickFixStatusTask_ = spawn(dismissAfter(QPointer<AppModel>(this), 1250ms, QuickHUDPhase::quickFixStatus));
+}
+
+void AppModel::continueQuickFix(const GenerationRequest& request)
+{
+    // Equal under canonical equivalence, after trimming both ends: nothing to write.
+    const QString source = request.snapshot && request.snapshot->text ? *request.snapshot->text : QString();
+    const QString fixed = result_;
+    if (source.trimmed().normalized(QString::NormalizationForm_C)
+        != fixed.trimmed().normalized(QString::NormalizationForm_C))
+        return replaceWithFix(fixed, request);
+    record(AnalyticsEventType::quickFixCompleted, quickFixDimensions(QStringLiteral("unchanged")));
+    showConfirmation(QStringLiteral("Already looks good"));
+}
+
+void AppModel::replaceWithFix(const QString& text, const GenerationRequest& request)
+{
+    if (!request.snapshot) {
+        setStatusMessage(QStringLiteral("The original selection is no longer available."));
+        setIsQuickFixSession(false);
+        moveToPhase(QuickHUDPhase::review);
+        return;
+    }
+    setIsDelivering(true);
+    setStatusMessage(QStringLiteral("Replacing in ") + request.snapshot->appName + QStringLiteral("…"));
+    moveToPhase(QuickHUDPhase::quickFixGenerating);
+    giveUpKeyboard();
+    deliveryTask_ = spawn(runDelivery(QPointer<AppModel>(this), services_.selectionService, text, *request.snapshot,
+        DeliveryPreference::replace, request));
+}
+
+void AppModel::finishQuickFixDelivery(const QString& text, const GenerationRequest& request,
+    const std::optional<QString>& status, const std::exception_ptr& error)
+{
+    // Superseded: whatever replaced the session has already reset isDelivering.
+    if (!resultContext_ || !resultContext_->snapshot || resultContext_->snapshot->id != request.snapshot->id
+        || result_ != text)
+        return;
+    setIsDelivering(false);
+    deliveryTask_.reset();
+    AnalyticsDimensions dimensions = quickFixDimensions(std::nullopt);
+    dimensions.provider = wireName(request.provider);
+    if (!status) {
+        dimensions.outcome = errorClass(error);
+        record(AnalyticsEventType::deliveryFailed, dimensions);
+        setIsQuickFixSession(false);
+        setStatusMessage(describe(error));
+        moveToPhase(QuickHUDPhase::review); // the result is on screen and can be delivered or copied
+        return;
+    }
+    dimensions.outcome = QStringLiteral("replaced");
+    record(AnalyticsEventType::deliveryCompleted, dimensions);
+    dimensions.outcome = QStringLiteral("success");
+    record(AnalyticsEventType::quickFixCompleted, dimensions);
+    showConfirmation(QStringLiteral("Fixed in ") + request.snapshot->appName);
+}
+
+} // namespace brindlet

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+
+#include <utility>
+
+namespace brindlet {
+
+// One clipboard item: each representation it offers, by type, in order.
+using PasteboardItem = QList<std::pair<QString, QByteArray>>;
+
+// The shared clipboard. Its change count rises with every change by anyone.
+class PasteboardServing {
+public:
+    static inline const QString plainTextType = QStringLiteral("public.utf8-plain-text");
+
+    virtual ~PasteboardServing() = default;
+    virtual qint64 changeCount() = 0;
+    // Every item with the types that give data.
+    virtual QList<PasteboardItem> items() = 0;
+    virtual void clearContents() = 0;
+    // Writes the text as plain text; reports success.
+    virtual bool setString(const QString& text) = 0;
+    virtual void writeItems(const QList<PasteboardItem>& items) = 0;
+};
+
+} // namespace brindlet

@@ -1,0 +1,238 @@
+#include "DesktopScenes.h"
+#include "EventLoop.h"
+#include "ManualTimerSource.h"
+#include "Printers.h"
+#include "SelectionError.h"
+
+#include <gtest/gtest.h>
+
+using namespace brindlet;
+using namespace brindlet::test;
+using namespace std::chrono_literals;
+using Kind = SelectionError::Kind;
+using Outcome = std::variant<QString, Kind>;
+
+namespace {
+
+const PasteboardItem userClipboard { { PasteboardServing::plainTextType, "the user's words" },
+    { u"public.html"_qs, "<b>the user's words</b>" } };
+
+// A source document with "wrld" selected, captured while it was frontmost; then the user moved
+// to Brindlet's panel, which is where every delivery starts.
+struct DeliveryScene {
+    ManualTimerSource clock;
+    DesktopScene scene;
+    SimulatedDesktop& desktop = scene.desktop;
+    SimElementPtr field;
+    SelectionSnapshot snapshot;
+
+    explicit DeliveryScene(const QString& text = u"Hello wrld, again"_qs, TextRange selection = { 6, 4 })
+    {
+        field = scene.editor(text, selection);
+        desktop.writeItems({ userClipboard });
+        snapshot = *scene.service.capture(true);
+        desktop.bringToFront(desktop.ownProcessID);
+        desktop.ownApplicationActive = true;
+    }
+    ~DeliveryScene()
+    {
+        cancelAllTasks();
+        drainEvents();
+    }
+
+    // The status text, or the error's kind, or "cancelled".
+    std::variant<QString, Kind> deliver(const QString& text, DeliveryPreference preference, bool cancelEarly = false)
+    {
+        std::optional<std::variant<QString, Kind>> outcome;
+        auto handle = spawn(run(&scene.service, text, snapshot, preference, &outcome));
+        if (cancelEarly) {
+            drainEvents();
+            handle.cancel();
+        }
+        EXPECT_TRUE(runVirtually(clock, [&] { return outcome.has_value(); }));
+        return outcome.value_or(u"did not finish"_qs);
+    }
+
+    static Task<void> run(SelectionService* service, QString text, SelectionSnapshot snapshot,
+        DeliveryPreference preference, std::optional<std::variant<QString, Kind>>* outcome)
+    {
+        try {
+            *outcome = co_await service->deliver(text, snapshot, preference);
+        } catch (const SelectionError& error) {
+            *outcome = error.kind();
+        } catch (const CancellationError&) {
+            *outcome = u"cancelled"_qs;
+        }
+    }
+};
+
+struct DeliveryCase {
+    const char* name;
+    std::function<void(DeliveryScene&)> arrange;
+    QString text;
+    DeliveryPreference preference;
+    std::variant<QString, Kind> expected;
+    QString documentAfter;
+    std::optional<QString> clipboardAfter; // nullopt: the user's clipboard, every type of it
+    int pastes;
+};
+BRINDLET_PRINT_CASE_NAME(DeliveryCase)
+
+class GuardedDelivery : public ::testing::TestWithParam<DeliveryCase> { };
+
+TEST_P(GuardedDelivery, ProvesBeforeAndAfterWriting)
+{
+    const DeliveryCase& c = GetParam();
+    DeliveryScene s;
+    c.arrange(s);
+    EXPECT_EQ(s.deliver(c.text, c.preference), c.expected);
+    EXPECT_EQ(s.field->value, c.documentAfter);
+    if (c.clipboardAfter)
+        EXPECT_EQ(s.desktop.clipboardText(), c.clipboardAfter);
+    else
+        EXPECT_EQ(s.desktop.items(), QList<PasteboardItem> { userClipboard });
+    EXPECT_EQ(s.field->pastes, c.pastes);
+}
+
+const QString original = u"Hello wrld, again"_qs;
+const QString fixed = u"Hello world, again"_qs;
+const QString replaced = u"Replaced the selected text."_qs;
+const auto nothing = [](DeliveryScene&) {};
+using enum DeliveryPreference;
+
+INSTANTIATE_TEST_SUITE_P(
+    Delivery, GuardedDelivery,
+    ::testing::Values(
+        DeliveryCase{"emptyResult", nothing, u""_qs, copy, Kind::emptyResult, original, std::nullopt, 0},
+        DeliveryCase{"copyNeverLooksAtTheTarget", [](auto& s) { s.desktop.removeApplication(501); }, u"world"_qs, copy,
+                     u"Copied to the clipboard."_qs, original, u"world"_qs, 0},
+        DeliveryCase{"directWriteVerified", nothing, u"world"_qs, smart, replaced, fixed, std::nullopt, 0},
+        DeliveryCase{"notSettable",
+                     [](auto& s) {
+                         auto target = std::make_shared<SelectionTarget>(*s.snapshot.target);
+                         target->isSettable = false;  // as for a selection read through text markers
+                         s.snapshot.target = target;
+                     },
+                     u"world"_qs, replace,
+                     Kind::targetUnavailable, original, std::nullopt, 0},
+        DeliveryCase{"processGone", [](auto& s) { s.desktop.removeApplication(501); }, u"world"_qs, replace,
+                     Kind::targetUnavailable, original, std::nullopt, 0},
+        DeliveryCase{"refusesToComeToTheFront", [](auto& s) { s.desktop.application(501).refusesFront = true; },
+                     u"world"_qs, replace, Kind::targetUnavailable, original, std::nullopt, 0},
+        DeliveryCase{"quitsWhileActivating",
+                     [](auto& s) {
+                         s.desktop.onActivate = [&s](std::int32_t pid) {
+                             s.desktop.application(pid).refusesFront = true;
+                             s.desktop.removeApplication(pid);
+                         };
+                     },
+                     u"world"_qs, replace, Kind::targetUnavailable, original, std::nullopt, 0},
+        DeliveryCase{"selectionChangedInTheSource", [](auto& s) { s.field->selection = {0, 5}; }, u"world"_qs,
+                     replace, Kind::targetChanged, original, std::nullopt, 0},
+        DeliveryCase{"selectedTextChangedInPlace", [](auto& s) { s.field->value = u"Hello WRLD, again"_qs; },
+                     u"world"_qs, replace, Kind::targetChanged, u"Hello WRLD, again"_qs, std::nullopt, 0},
+        DeliveryCase{"insertOverASelectionIsRefused", nothing, u"world"_qs, insert, Kind::targetChanged, original,
+                     std::nullopt, 0},
+        DeliveryCase{"writeChangesNothingSoPaste",
+                     [](auto& s) { s.field->writeBehaviour = simulated::SimElement::WriteBehaviour::changesNothing; },
+                     u"world"_qs, replace, replaced, fixed, std::nullopt, 1},
+        DeliveryCase{"writeRefusedSoPaste",
+                     [](auto& s) { s.field->writeBehaviour = simulated::SimElement::WriteBehaviour::refuses; },
+                     u"world"_qs, replace, replaced, fixed, std::nullopt, 1},
+        DeliveryCase{"selectionCollapsesAfterWriteNoPaste",
+                     [](auto& s) { s.field->writeBehaviour = simulated::SimElement::WriteBehaviour::collapsesSelection; },
+                     u"world"_qs, replace, Kind::deliveryRejected, u"Hello , again"_qs, std::nullopt, 0},
+        DeliveryCase{"clipboardManagerRewritesWithin300ms",
+                     [](auto& s) {
+                         s.field->writeBehaviour = simulated::SimElement::WriteBehaviour::refuses;
+                         s.desktop.onClipboardWrite = [&s](qint64) {
+                             s.desktop.onClipboardWrite = nullptr;
+                             timerSource().schedule(100ms, {}, [&s] { s.desktop.setString(u"manager's copy"_qs); });
+                         };
+                     },
+                     u"world"_qs, replace, replaced, fixed, u"manager's copy"_qs, 1},
+        DeliveryCase{"userSwitchesAppMidPaste",
+                     [](auto& s) {
+                         s.field->writeBehaviour = simulated::SimElement::WriteBehaviour::refuses;
+                         s.desktop.addApplication(502, u"com.apple.mail"_qs, u"Mail"_qs);
+                         s.desktop.onClipboardWrite = [&s](qint64) {
+                             s.desktop.onClipboardWrite = nullptr;
+                             s.desktop.bringToFront(502);
+                         };
+                     },
+                     u"world"_qs, replace, Kind::deliveryRejected, original, std::nullopt, 0},
+        DeliveryCase{"pasteIgnored",
+                     [](auto& s) {
+                         s.field->writeBehaviour = simulated::SimElement::WriteBehaviour::refuses;
+                         s.field->acceptsPaste = false;
+                     },
+                     u"world"_qs, replace, Kind::deliveryRejected, original, std::nullopt, 0},
+        DeliveryCase{"clipboardWriteFails",
+                     [](auto& s) {
+                         s.field->writeBehaviour = simulated::SimElement::WriteBehaviour::refuses;
+                         s.desktop.setStringFails = true;
+                     },
+                     u"world"_qs, replace, Kind::deliveryRejected, original, std::nullopt, 0},
+        DeliveryCase{"keyEventsCannotBeMade",
+                     [](auto& s) {
+                         s.field->writeBehaviour = simulated::SimElement::WriteBehaviour::refuses;
+                         s.desktop.keyEventsFail = true;
+                     },
+                     u"world"_qs, replace, Kind::deliveryRejected, original, std::nullopt, 0}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST(GuardedDeliveryCursor, SmartInsertsAtTheCursorAndReplaceIsRefused)
+{
+    {
+        DeliveryScene s(u"Dear , thanks"_qs, { 5, 0 });
+        EXPECT_EQ(s.deliver(u"Ada 👩‍💻"_qs, smart), Outcome(u"Inserted at the saved cursor."_qs));
+        EXPECT_EQ(s.field->value, u"Dear Ada 👩‍💻, thanks"_qs);
+    }
+    DeliveryScene s(u"Dear , thanks"_qs, { 5, 0 });
+    EXPECT_EQ(s.deliver(u"Ada"_qs, replace), Outcome(Kind::targetChanged));
+    EXPECT_EQ(s.desktop.application(501).activations, 1); // brought forward, then nothing written
+    EXPECT_EQ(s.field->writes, 0);
+}
+
+TEST(GuardedDeliveryText, CountsUtf16UnitsOutsideTheBasicPlane)
+{
+    // "𝒜𝒷" is four UTF-16 units; the range after it must land exactly on "c".
+    DeliveryScene s(u"x 𝒜𝒷c y"_qs, { 2, 5 });
+    s.field->writeBehaviour = simulated::SimElement::WriteBehaviour::refuses; // the paste path computes ranges
+    EXPECT_EQ(s.deliver(u"ℬ😀"_qs, replace), Outcome(replaced));
+    EXPECT_EQ(s.field->value, u"x ℬ😀 y"_qs);
+}
+
+TEST(GuardedDeliveryLiveness, AProcessOfAnotherUserIsAliveButNotARunningApplication)
+{
+    DeliveryScene s;
+    s.desktop.removeApplication(501);
+    s.desktop.addForeignProcess(501);
+    EXPECT_EQ(s.deliver(u"world"_qs, replace), Outcome(Kind::targetUnavailable));
+}
+
+TEST(GuardedDeliveryCancellation, BeforeTheWriteLeavesEverythingUntouched)
+{
+    DeliveryScene s;
+    EXPECT_EQ(s.deliver(u"world"_qs, replace, true), Outcome(u"cancelled"_qs));
+    EXPECT_EQ(s.field->value, original);
+    EXPECT_EQ(s.field->writes, 0);
+}
+
+TEST(GuardedDeliveryLog, NamesProcessesAndStatusesOnly)
+{
+    DeliveryScene s;
+    s.field->writeBehaviour = simulated::SimElement::WriteBehaviour::refuses;
+    s.deliver(u"world"_qs, replace);
+    QStringList lines;
+    for (const auto& line : s.desktop.logLines) {
+        EXPECT_FALSE(line.message.contains(u"world"_qs) || line.message.contains(u"wrld"_qs));
+        lines << line.message;
+    }
+    EXPECT_TRUE(lines.contains(u"Starting guarded delivery pid=501 preference=replace"_qs));
+    EXPECT_TRUE(lines.contains(u"Direct AX delivery pid=501 status=-25204"_qs));
+    EXPECT_TRUE(lines.contains(u"Posted guarded paste shortcut pid=501"_qs));
+    EXPECT_TRUE(lines.contains(u"Guarded paste verified pid=501"_qs));
+}
+
+} // namespace
