@@ -31,7 +31,7 @@ AppModel::AppModel(AppServices services, QObject* parent)
     , services_(services)
 {
     Q_ASSERT(services_.settings && services_.accessibility && services_.selectionService && services_.providerService
-        && services_.hotKey && services_.analytics);
+        && services_.hotKey && services_.analytics && services_.pasteboard && services_.workspace);
     provider_ = services_.settings->defaultProvider();
     for (ProviderKind kind : allProviderKinds)
         providerReadiness_[kind] = ProviderReadiness::checkingValue();
@@ -313,7 +313,7 @@ void AppModel::start()
         switch (action) {
         case GlobalHotKeyAction::quickCommand: weak->presentQuickHUD(QuickHUDTrigger::globalHotKey); break;
         case GlobalHotKeyAction::openWorkspace: weak->openWorkspace(); break;
-        case GlobalHotKeyAction::quickFix: break; // Quick Fix is not wired to its shortcut yet.
+        case GlobalHotKeyAction::quickFix: weak->startQuickFix(); break;
         }
     });
     reregisterHotKeys();
