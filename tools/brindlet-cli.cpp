@@ -105,6 +105,8 @@ QString assembled(const Request& request)
 // What the user can do about a provider failure, beyond the provider's own words.
 QString hintFor(const std::exception_ptr& error, ProviderKind provider, const ProviderConfiguration& configuration)
 {
+    if (provider == ProviderKind::claude)
+        return QStringLiteral("Install the Claude CLI and sign in to it, or use --provider ollama.");
     if (provider != ProviderKind::ollama)
         return QStringLiteral("Use --provider ollama with a running Ollama server.");
     try {

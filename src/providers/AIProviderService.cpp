@@ -1,5 +1,7 @@
 #include "AIProviderService.h"
 
+#include "DescribedError.h"
+#include "ManagedCLIProcess.h"
 #include "ProviderError.h"
 
 namespace brindlet {
@@ -13,16 +15,59 @@ ProviderError notAvailableYet(ProviderKind provider)
 }
 } // namespace
 
+bool AIProviderService::isAuthenticationFailure(const std::exception_ptr& error)
+{
+    const QString text = describe(error).toLower();
+    for (const char* word : { "authenticate", "authentication", "oauth", "not signed in", "log in again" }) {
+        if (text.contains(QLatin1String(word)))
+            return true;
+    }
+    return false;
+}
+
 Task<QString> AIProviderService::generate(
     QString prompt, ProviderKind provider, ProviderConfiguration configuration, PartialTextHandler onPartialText)
 {
-    if (provider != ProviderKind::ollama)
-        throw notAvailableYet(provider);
-    co_return co_await ollama_.generate(std::move(prompt), std::move(configuration), std::move(onPartialText));
+    switch (provider) {
+    case ProviderKind::ollama:
+        co_return co_await ollama_.generate(std::move(prompt), std::move(configuration), std::move(onPartialText));
+    case ProviderKind::claude:
+        co_return co_await generateWithFallback(std::move(prompt), provider, std::move(onPartialText));
+    default: throw notAvailableYet(provider);
+    }
+}
+
+Task<QString> AIProviderService::generateWithFallback(
+    QString prompt, ProviderKind provider, PartialTextHandler onPartialText)
+{
+    std::exception_ptr warmFailure;
+    try {
+        co_return co_await claude_.generate(prompt, requestTimeout, onPartialText);
+    } catch (const CancellationError&) {
+        throw CancellationError();
+    } catch (...) {
+        warmFailure = std::current_exception();
+    }
+    // Signing in again, or a model that hangs, is not fixed by starting the program once more.
+    if (isAuthenticationFailure(warmFailure))
+        std::rethrow_exception(warmFailure);
+    try {
+        std::rethrow_exception(warmFailure);
+    } catch (const ProviderError& error) {
+        if (error.kind() == ProviderError::Kind::timedOut)
+            throw;
+    } catch (...) {
+    }
+    ManagedCLIProcess oneShot(requestTimeout);
+    const QString text = co_await oneShot.runToCompletion(oneShotInvocation(provider), prompt);
+    co_await onPartialText(text);
+    co_return text;
 }
 
 Task<void> AIProviderService::prepare(ProviderKind provider, ProviderConfiguration configuration)
 {
+    if (provider == ProviderKind::claude)
+        co_await claude_.prepare();
     if (provider != ProviderKind::ollama)
         co_return;
     try {
@@ -37,6 +82,9 @@ Task<void> AIProviderService::prepare(ProviderKind provider, ProviderConfigurati
 Task<ProviderReadiness> AIProviderService::readiness(ProviderKind provider, ProviderConfiguration configuration)
 {
     using State = ProviderReadiness::State;
+    if (provider == ProviderKind::claude)
+        co_return ProviderReadiness { State::unavailable,
+            QStringLiteral("Sign-in checks for Claude CLI are not available in this version of Brindlet yet."), {} };
     if (provider != ProviderKind::ollama)
         co_return ProviderReadiness { State::unavailable, notAvailableYet(provider).description(), {} };
 

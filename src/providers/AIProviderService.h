@@ -1,6 +1,7 @@
 #pragma once
 
 #include "AIProviding.h"
+#include "ClaudeWarmWorkerClient.h"
 #include "OllamaClient.h"
 
 namespace brindlet {
@@ -9,7 +10,10 @@ namespace brindlet {
 // reached through their warm clients.
 class AIProviderService final : public AIProviding {
 public:
-    static constexpr double requestTimeout = 120.0;
+    static constexpr auto requestTimeout = std::chrono::seconds(120);
+
+    // Whether a failure asks the user to sign in again, which no retry can fix.
+    static bool isAuthenticationFailure(const std::exception_ptr& error);
 
     Task<QString> generate(QString prompt, ProviderKind provider, ProviderConfiguration configuration,
         PartialTextHandler onPartialText) override;
@@ -18,8 +22,13 @@ public:
     Task<QStringList> ollamaModels(QString ollamaURL) override;
     Task<void> preloadOllamaModel(ProviderConfiguration configuration) override;
 
+    ClaudeWarmWorkerClient& claudeClient() { return claude_; }
+
 private:
+    Task<QString> generateWithFallback(QString prompt, ProviderKind provider, PartialTextHandler onPartialText);
+
     OllamaClient ollama_;
+    ClaudeWarmWorkerClient claude_;
 };
 
 } // namespace brindlet

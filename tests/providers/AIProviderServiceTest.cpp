@@ -54,8 +54,7 @@ INSTANTIATE_TEST_SUITE_P(Service, OllamaReadiness,
 TEST(AIProviderService, AgentProvidersSayTheyAreNotAvailableYet)
 {
     AIProviderService service;
-    for (ProviderKind kind :
-        { ProviderKind::claude, ProviderKind::codex, ProviderKind::cursor, ProviderKind::gemini }) {
+    for (ProviderKind kind : { ProviderKind::codex, ProviderKind::cursor, ProviderKind::gemini }) {
         const QString expected = displayName(kind) + u" is not available in this version of Brindlet yet."_qs;
         try {
             runTask(service.generate(u"p"_qs, kind, {}, ignorePreview));

@@ -75,6 +75,13 @@ JsonWriter& JsonWriter::integer(std::int64_t value)
     return *this;
 }
 
+JsonWriter& JsonWriter::null()
+{
+    separate();
+    out_ += "null";
+    return *this;
+}
+
 void JsonWriter::appendString(QByteArray& out, const QString& value)
 {
     static constexpr char hex[] = "0123456789abcdef";

@@ -22,6 +22,7 @@ public:
     JsonWriter& string(const QString& value);
     JsonWriter& boolean(bool value);
     JsonWriter& integer(std::int64_t value);
+    JsonWriter& null();
 
     QByteArray take() { return std::move(out_); }
 

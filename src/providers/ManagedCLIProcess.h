@@ -1,0 +1,49 @@
+#pragma once
+
+#include "CLIInvocation.h"
+#include "Runtime.h"
+#include "Task.h"
+
+#include <QProcess>
+
+#include <memory>
+
+namespace brindlet {
+
+// Runs an agent program once to its end: the prompt on standard input, a time-out that
+// terminates and then kills, and at most 4 MiB on each output stream. One object, one run.
+class ManagedCLIProcess {
+public:
+    static constexpr qint64 readChunk = 65'536;
+    static constexpr qint64 outputLimit = 4'194'304;
+    static constexpr auto killDelay = std::chrono::seconds(1);
+
+    explicit ManagedCLIProcess(Duration timeout)
+        : timeout_(timeout)
+    {
+    }
+
+    // The trimmed standard output. Fails with ProviderError, CancellationError or PlatformError.
+    Task<QString> runToCompletion(CLIInvocation invocation, QString prompt);
+
+    // Asks the child to stop, and kills it a second later if it has not.
+    void terminate(bool markTimedOut);
+
+    // The running child's process id, or 0.
+    qint64 processID() const { return process_ ? process_->processId() : 0; }
+
+private:
+    Duration timeout_;
+    std::shared_ptr<QProcess> process_;
+    bool didTimeOut_ = false;
+};
+
+// A process object that is deleted from the event loop, never inside one of its own signals: a
+// task resumed by a signal may drop the last reference while the emitter still runs.
+std::shared_ptr<QProcess> makeProcess();
+
+// Terminates a child now and kills it after the delay if it is still running; the process
+// object is kept alive until then.
+void terminateThenKill(const std::shared_ptr<QProcess>& process, Duration delay);
+
+} // namespace brindlet

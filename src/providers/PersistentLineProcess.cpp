@@ -1,0 +1,153 @@
+#include "PersistentLineProcess.h"
+
+#include "DescribedError.h"
+#include "ManagedCLIProcess.h"
+#include "ProviderError.h"
+
+#include <QDir>
+#include <QStringDecoder>
+
+namespace brindlet {
+
+namespace {
+
+std::optional<QString> decoded(const QByteArray& bytes)
+{
+    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+    QString text = decoder.decode(bytes);
+    if (decoder.hasError())
+        return std::nullopt;
+    return text;
+}
+
+} // namespace
+
+PersistentLineProcess::PersistentLineProcess(CLIInvocation invocation)
+    : invocation_(std::move(invocation))
+    , process_(makeProcess())
+{
+}
+
+PersistentLineProcess::~PersistentLineProcess()
+{
+    QObject::disconnect(process_.get(), nullptr, nullptr, nullptr);
+    if (isRunning())
+        shutDown();
+}
+
+Task<std::shared_ptr<PersistentLineProcess>> PersistentLineProcess::start(CLIInvocation invocation)
+{
+    if (!QDir().mkpath(invocation.workingDirectory))
+        throw PlatformError(QStringLiteral("Could not create the folder %1.").arg(invocation.workingDirectory));
+    std::shared_ptr<PersistentLineProcess> self(new PersistentLineProcess(std::move(invocation)));
+    QProcess* process = self->process_.get();
+    process->setProgram(self->invocation_.executable);
+    process->setArguments(self->invocation_.arguments);
+    process->setWorkingDirectory(self->invocation_.workingDirectory);
+    if (self->invocation_.environment)
+        process->setProcessEnvironment(*self->invocation_.environment);
+
+    PersistentLineProcess* raw = self.get();
+    QObject::connect(process, &QProcess::readyReadStandardOutput, process, [raw] { raw->readStandardOutput(); });
+    QObject::connect(process, &QProcess::readyReadStandardError, process, [raw] {
+        // Read everything, so a talkative child never blocks; keep only the beginning.
+        const QByteArray chunk = raw->process_->readAllStandardError();
+        const qsizetype room = stderrLimit - raw->stderrData_.size();
+        if (room > 0)
+            raw->stderrData_ += chunk.left(room);
+    });
+    // The reader outlives this object if a client still waits on it; the end of output finishes it.
+    std::weak_ptr<AsyncLineReader> reader = self->reader_;
+    QObject::connect(process, &QProcess::finished, process, [raw, reader] {
+        raw->readStandardOutput();
+        if (!raw->stdoutBuffer_.isEmpty()) {
+            if (auto text = decoded(std::exchange(raw->stdoutBuffer_, {})); text && !text->isEmpty())
+                raw->reader_->deliver(*text);
+        }
+        if (auto alive = reader.lock())
+            alive->finish();
+    });
+
+    Completion<bool> started;
+    QObject::connect(process, &QProcess::started, process, [started]() mutable { started.resolve(true); });
+    QObject::connect(process, &QProcess::errorOccurred, process, [started](QProcess::ProcessError error) mutable {
+        if (error == QProcess::FailedToStart)
+            started.resolve(false);
+    });
+    process->start();
+    const bool launched = co_await started.wait();
+    if (!launched) {
+        QDir(self->invocation_.workingDirectory).removeRecursively();
+        self->directoryRemoved_ = true;
+        throw ProviderError::unavailable(process->errorString());
+    }
+    co_return self;
+}
+
+void PersistentLineProcess::readStandardOutput()
+{
+    stdoutBuffer_ += process_->readAllStandardOutput();
+    qsizetype newline;
+    while ((newline = stdoutBuffer_.indexOf('\n')) >= 0) {
+        const QByteArray line = stdoutBuffer_.left(newline);
+        stdoutBuffer_.remove(0, newline + 1);
+        // Empty and undecodable lines are dropped; a carriage return stays in the line.
+        if (auto text = decoded(line); text && !text->isEmpty())
+            reader_->deliver(*text);
+    }
+}
+
+void PersistentLineProcess::write(const QByteArray& bytes, bool finalInput)
+{
+    if (!isRunning())
+        throw ProviderError::unavailable(failureText());
+    if (inputIsClosed_)
+        throw ProviderError::unavailable(QStringLiteral("The CLI process is no longer accepting input."));
+    if (process_->write(bytes) < 0)
+        throw PlatformError(process_->errorString());
+    if (finalInput) {
+        process_->closeWriteChannel();
+        inputIsClosed_ = true;
+    }
+}
+
+void PersistentLineProcess::writeLine(const QByteArray& json)
+{
+    write(json + '\n', false);
+}
+
+void PersistentLineProcess::writeFinalInput(const QString& text)
+{
+    write(text.toUtf8(), true);
+}
+
+QString PersistentLineProcess::failureText() const
+{
+    const QString text = decoded(stderrData_).value_or(QString()).trimmed();
+    return text.isEmpty() ? QStringLiteral("The CLI process ended unexpectedly.") : text;
+}
+
+void PersistentLineProcess::shutDown()
+{
+    if (!inputIsClosed_) {
+        process_->closeWriteChannel();
+        inputIsClosed_ = true;
+    }
+    const QString directory = invocation_.workingDirectory;
+    if (!isRunning()) {
+        if (!directoryRemoved_)
+            QDir(directory).removeRecursively();
+        directoryRemoved_ = true;
+        return;
+    }
+    terminateThenKill(process_, ManagedCLIProcess::killDelay);
+    directoryRemoved_ = true;
+    // The directory goes once the child has, and at the latest when it is killed.
+    auto process = process_;
+    QObject::connect(
+        process.get(), &QProcess::finished, process.get(), [directory] { QDir(directory).removeRecursively(); });
+    timerSource().schedule(
+        ManagedCLIProcess::killDelay, {}, [process, directory] { QDir(directory).removeRecursively(); });
+}
+
+} // namespace brindlet

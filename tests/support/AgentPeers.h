@@ -1,0 +1,85 @@
+#pragma once
+
+// The fake agent program installed under the agent programs' names in a temporary folder that
+// is put first on PATH, with a script to play and a folder where each run records itself.
+
+#include "CLIExecutableResolver.h"
+
+#include <QByteArray>
+#include <QDir>
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QStringList>
+#include <QTemporaryDir>
+
+#include <csignal>
+
+namespace brindlet::test {
+
+class AgentPeers {
+public:
+    explicit AgentPeers(const QStringList& names = { QStringLiteral("claude") })
+    {
+        QDir(dir_.path()).mkpath(QStringLiteral("bin"));
+        QDir(dir_.path()).mkpath(QStringLiteral("records"));
+        for (const QString& name : names)
+            QFile::link(QStringLiteral(FAKE_AGENT_PATH), bin() + QLatin1Char('/') + name);
+        savedPath_ = qgetenv("PATH");
+        qputenv("PATH", bin().toUtf8() + ':' + savedPath_);
+        qputenv("FAKE_AGENT_SCRIPT", scriptPath().toUtf8());
+        qputenv("FAKE_AGENT_RECORD_DIR", records().toUtf8());
+        CLIExecutableResolver::clearSharedCache();
+        script({});
+    }
+    ~AgentPeers()
+    {
+        qputenv("PATH", savedPath_);
+        qunsetenv("FAKE_AGENT_SCRIPT");
+        qunsetenv("FAKE_AGENT_RECORD_DIR");
+        CLIExecutableResolver::clearSharedCache();
+    }
+
+    QString bin() const { return dir_.filePath(QStringLiteral("bin")); }
+    QString records() const { return dir_.filePath(QStringLiteral("records")); }
+    QString scriptPath() const { return dir_.filePath(QStringLiteral("script")); }
+
+    void script(const QStringList& lines) const
+    {
+        QFile file(scriptPath());
+        file.open(QIODevice::WriteOnly | QIODevice::Truncate);
+        file.write(lines.join(QLatin1Char('\n')).toUtf8() + '\n');
+    }
+
+    // Every recorded start, oldest first by process id order of the records.
+    QList<QJsonObject> starts() const
+    {
+        QList<QJsonObject> result;
+        QFileInfoList files
+            = QDir(records()).entryInfoList({ QStringLiteral("*.start") }, QDir::Files, QDir::Time | QDir::Reversed);
+        for (const QFileInfo& info : files) {
+            QFile file(info.filePath());
+            file.open(QIODevice::ReadOnly);
+            QJsonObject object = QJsonDocument::fromJson(file.readAll()).object();
+            object.insert(QStringLiteral("pid"), info.baseName().toLongLong());
+            result.append(object);
+        }
+        return result;
+    }
+
+    QByteArray input(qint64 pid) const
+    {
+        QFile file(records() + QStringLiteral("/%1.stdin").arg(pid));
+        file.open(QIODevice::ReadOnly);
+        return file.readAll();
+    }
+
+    // A process that no longer exists (not even as a zombie waiting to be reaped).
+    static bool isGone(qint64 pid) { return pid > 0 && ::kill(pid_t(pid), 0) != 0; }
+
+private:
+    QTemporaryDir dir_;
+    QByteArray savedPath_;
+};
+
+} // namespace brindlet::test
