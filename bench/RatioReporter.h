@@ -36,7 +36,7 @@ public:
         for (const auto& [label, subject, baseline] : ratios_) {
             if (!times_.count(subject) || !times_.count(baseline) || times_[baseline] <= 0)
                 continue;
-            std::printf("ratio  %-55s %8.2f  (%s / %s)\n", label.c_str(), times_[subject] / times_[baseline],
+            std::printf("ratio  %-55s %10.4f  (%s / %s)\n", label.c_str(), times_[subject] / times_[baseline],
                 subject.c_str(), baseline.c_str());
         }
     }

@@ -1,0 +1,105 @@
+// Time from generate to the first text with a warm Claude worker, against a cold one-shot run
+// of the same fake program that sleeps 300 ms at start-up; and the resolver's cached lookup
+// against an uncached one.
+
+#include "AgentPeers.h"
+#include "ClaudeWarmWorkerClient.h"
+#include "EventLoop.h"
+#include "ManagedCLIProcess.h"
+#include "RatioReporter.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+
+using namespace brindlet;
+using namespace brindlet::test;
+using namespace std::chrono_literals;
+
+namespace {
+
+const QStringList peerScript{
+    u"sleep 300"_qs,
+    u"if-arg stream-json read-line"_qs,
+    uR"(if-arg stream-json out {"type":"stream_event","event":{"type":"content_block_delta","delta":{"type":"text_delta","text":"Hi"}}})"_qs,
+    uR"(if-arg stream-json out {"type":"result","subtype":"success","is_error":false,"result":"Hi there"})"_qs,
+    u"if-arg text read-all"_qs,
+    u"if-arg text out Hi there"_qs,
+};
+
+Task<void> firstText(ClaudeWarmWorkerClient* client, QElapsedTimer* clock, qint64* at, bool* done)
+{
+    PartialTextHandler handler = [clock, at](QString) {
+        if (*at < 0)
+            *at = clock->nsecsElapsed();
+        return []() -> Task<void> { co_return; }();
+    };
+    co_await client->generate(u"Say hi"_qs, 10s, handler);
+    *done = true;
+}
+
+void warmWorkerFirstDelta(benchmark::State& state)
+{
+    AgentPeers peers;
+    peers.script(peerScript);
+    ClaudeWarmWorkerClient client;
+    for (auto _ : state) {
+        state.PauseTiming();
+        runTask(client.prepare());
+        runUntil([] { return false; }, 400ms);  // the worker has finished starting up
+        state.ResumeTiming();
+        QElapsedTimer clock;
+        clock.start();
+        qint64 at = -1;
+        bool done = false;
+        spawn(firstText(&client, &clock, &at, &done));
+        runUntil([&] { return done; });
+        state.SetIterationTime(double(at) / 1e9);
+    }
+    if (client.worker())
+        client.worker()->shutDown();
+}
+BENCHMARK(warmWorkerFirstDelta)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(10);
+
+void coldOneShotFirstText(benchmark::State& state)
+{
+    AgentPeers peers;
+    peers.script(peerScript);
+    for (auto _ : state) {
+        QElapsedTimer clock;
+        clock.start();
+        ManagedCLIProcess process(10s);
+        runTask(process.runToCompletion(oneShotInvocation(ProviderKind::claude), u"Say hi"_qs));
+        state.SetIterationTime(double(clock.nsecsElapsed()) / 1e9);
+    }
+}
+BENCHMARK(coldOneShotFirstText)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(10);
+
+// The fake is found in the last PATH entry, as an installation under a version manager would be.
+void resolve(benchmark::State& state, bool shared)
+{
+    AgentPeers peers;
+    const CLIExecutableResolver resolver(
+        {{u"PATH"_qs, u"/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin:"_qs + peers.bin()}},
+        QDir::homePath(), shared);
+    resolver.resolve(u"claude"_qs);
+    for (auto _ : state)
+        benchmark::DoNotOptimize(resolver.resolve(u"claude"_qs));
+}
+void resolverCached(benchmark::State& state) { resolve(state, true); }
+void resolverUncached(benchmark::State& state) { resolve(state, false); }
+BENCHMARK(resolverCached)->Unit(benchmark::kMicrosecond);
+BENCHMARK(resolverUncached)->Unit(benchmark::kMicrosecond);
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    QCoreApplication app(argc, argv);
+    benchmark::Initialize(&argc, argv);
+    brindlet::bench::RatioReporter reporter;
+    reporter.addRatio("warm worker first delta vs cold one-shot (300 ms start-up)",
+                      "warmWorkerFirstDelta/iterations:10/manual_time", "coldOneShotFirstText/iterations:10/manual_time");
+    reporter.addRatio("resolver cached vs uncached lookup", "resolverCached", "resolverUncached");
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    benchmark::Shutdown();
+}
