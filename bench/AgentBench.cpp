@@ -17,7 +17,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-const QStringList peerScript{
+const QStringList peerScript {
     u"sleep 300"_qs,
     u"if-arg stream-json read-line"_qs,
     uR"(if-arg stream-json out {"type":"stream_event","event":{"type":"content_block_delta","delta":{"type":"text_delta","text":"Hi"}}})"_qs,
@@ -45,7 +45,7 @@ void warmWorkerFirstDelta(benchmark::State& state)
     for (auto _ : state) {
         state.PauseTiming();
         runTask(client.prepare());
-        runUntil([] { return false; }, 400ms);  // the worker has finished starting up
+        runUntil([] { return false; }, 400ms); // the worker has finished starting up
         state.ResumeTiming();
         QElapsedTimer clock;
         clock.start();
@@ -79,27 +79,32 @@ void resolve(benchmark::State& state, bool shared)
 {
     AgentPeers peers;
     const CLIExecutableResolver resolver(
-        {{u"PATH"_qs, u"/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin:"_qs + peers.bin()}},
+        { { u"PATH"_qs, u"/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin:"_qs + peers.bin() } },
         QDir::homePath(), shared);
     resolver.resolve(u"claude"_qs);
     for (auto _ : state)
         benchmark::DoNotOptimize(resolver.resolve(u"claude"_qs));
 }
-void resolverCached(benchmark::State& state) { resolve(state, true); }
-void resolverUncached(benchmark::State& state) { resolve(state, false); }
+void resolverCached(benchmark::State& state)
+{
+    resolve(state, true);
+}
+void resolverUncached(benchmark::State& state)
+{
+    resolve(state, false);
+}
 BENCHMARK(resolverCached)->Unit(benchmark::kMicrosecond);
 BENCHMARK(resolverUncached)->Unit(benchmark::kMicrosecond);
 
-}  // namespace
+} // namespace
 
 int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    brindlet::bench::RatioReporter reporter;
-    reporter.addRatio("warm worker first delta vs cold one-shot (300 ms start-up)",
-                      "warmWorkerFirstDelta/iterations:10/manual_time", "coldOneShotFirstText/iterations:10/manual_time");
-    reporter.addRatio("resolver cached vs uncached lookup", "resolverCached", "resolverUncached");
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
+    return brindlet::bench::runBenchmarks(argc, argv,
+        {
+            { "warm worker first delta vs cold one-shot (300 ms start-up)",
+                "warmWorkerFirstDelta/iterations:10/manual_time", "coldOneShotFirstText/iterations:10/manual_time" },
+            { "resolver cached vs uncached lookup", "resolverCached", "resolverUncached" },
+        });
 }

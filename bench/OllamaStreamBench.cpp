@@ -159,12 +159,11 @@ BENCHMARK(rawLongStream)->Unit(benchmark::kMillisecond)->Iterations(20);
 int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    brindlet::bench::RatioReporter reporter;
-    reporter.addRatio("first chunk to first preview vs raw socket first line",
-        "clientFirstPreview/iterations:300/manual_time", "rawFirstLine/iterations:300/manual_time");
-    reporter.addRatio("2000-chunk stream through the client vs raw socket read", "clientLongStream/iterations:20",
-        "rawLongStream/iterations:20");
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
+    return brindlet::bench::runBenchmarks(argc, argv,
+        {
+            { "first chunk to first preview vs raw socket first line", "clientFirstPreview/iterations:300/manual_time",
+                "rawFirstLine/iterations:300/manual_time" },
+            { "2000-chunk stream through the client vs raw socket read", "clientLongStream/iterations:20",
+                "rawLongStream/iterations:20" },
+        });
 }

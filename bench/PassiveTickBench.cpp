@@ -73,10 +73,9 @@ BENCHMARK(coldDeferredHostTick);
 int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    brindlet::bench::RatioReporter reporter;
-    reporter.addRatio("cached browser tick vs native field tick", "browserCachedTick", "nativeFieldTick");
-    reporter.addRatio("cold deferred host tick vs native field tick", "coldDeferredHostTick", "nativeFieldTick");
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
+    return brindlet::bench::runBenchmarks(argc, argv,
+        {
+            { "cached browser tick vs native field tick", "browserCachedTick", "nativeFieldTick" },
+            { "cold deferred host tick vs native field tick", "coldDeferredHostTick", "nativeFieldTick" },
+        });
 }

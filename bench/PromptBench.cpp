@@ -53,9 +53,8 @@ BENCHMARK(assembleMebibytePrompt)->Unit(benchmark::kMicrosecond);
 int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    brindlet::bench::RatioReporter reporter;
-    reporter.addRatio("assemblePrompt (1 MiB mixed) vs plain copy", "assembleMebibytePrompt", "plainCopy");
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
+    return brindlet::bench::runBenchmarks(argc, argv,
+        {
+            { "assemblePrompt (1 MiB mixed) vs plain copy", "assembleMebibytePrompt", "plainCopy" },
+        });
 }

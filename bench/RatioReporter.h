@@ -5,6 +5,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <array>
 #include <cstdio>
 #include <map>
 #include <string>
@@ -48,5 +49,18 @@ private:
     std::vector<Ratio> ratios_;
     std::map<std::string, double> times_;
 };
+
+// The main of every benchmark program, after its Qt application object: the benchmarks, then
+// the ratios, each given as {label, subject, baseline}.
+inline int runBenchmarks(int argc, char** argv, const std::vector<std::array<std::string, 3>>& ratios)
+{
+    benchmark::Initialize(&argc, argv);
+    RatioReporter reporter;
+    for (const auto& [label, subject, baseline] : ratios)
+        reporter.addRatio(label, subject, baseline);
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    benchmark::Shutdown();
+    return 0;
+}
 
 } // namespace brindlet::bench

@@ -23,10 +23,12 @@ QByteArray analyticsQueue()
         if (i > 0)
             json += ',';
         json += "{\"id\":\"" + QUuid::createUuid().toString(QUuid::WithoutBraces).toLower().toLatin1()
-            + "\",\"sessionID\":\"" + session.toLatin1() + "\",\"type\":\"GENERATION_COMPLETED\",\"occurredAt\":"
-            + QByteArray::number(785000000.25 + i) + ",\"dimensions\":{\"provider\":\"ollama\",\"action\":\"rewrite\","
-            "\"trigger\":\"global_hotkey\",\"surface\":\"quick_hud\",\"delivery\":\"replace\",\"outcome\":\"success\","
-            "\"durationBucket\":\"1to3s\"}}";
+            + "\",\"sessionID\":\"" + session.toLatin1()
+            + "\",\"type\":\"GENERATION_COMPLETED\",\"occurredAt\":" + QByteArray::number(785000000.25 + i)
+            + ",\"dimensions\":{\"provider\":\"ollama\",\"action\":\"rewrite\","
+              "\"trigger\":\"global_hotkey\",\"surface\":\"quick_hud\",\"delivery\":\"replace\",\"outcome\":"
+              "\"success\","
+              "\"durationBucket\":\"1to3s\"}}";
     }
     return json + "]";
 }
@@ -35,17 +37,17 @@ QList<Preset> customPresets()
 {
     QList<Preset> presets;
     for (int i = 0; i < 200; ++i)
-        presets.append({QUuid::createUuid(), QStringLiteral("Preset %1").arg(i), QStringLiteral("star"),
-                        QStringLiteral("Rewrite the selected text in the voice of a patient teacher, number %1.").arg(i),
-                        PresetInput::selectionRequired, DeliveryPreference::smart, false});
+        presets.append({ QUuid::createUuid(), QStringLiteral("Preset %1").arg(i), QStringLiteral("star"),
+            QStringLiteral("Rewrite the selected text in the voice of a patient teacher, number %1.").arg(i),
+            PresetInput::selectionRequired, DeliveryPreference::smart, false });
     return presets;
 }
 
 struct Fixture {
     QTemporaryDir dir;
     QString path = dir.filePath(QStringLiteral("Brindlet/defaults.json"));
-    JsonFileDefaultsStore defaults{path};
-    SettingsStore settings{defaults};
+    JsonFileDefaultsStore defaults { path };
+    SettingsStore settings { defaults };
 
     Fixture()
     {
@@ -86,14 +88,13 @@ void plainSaveFile(benchmark::State& state)
 }
 BENCHMARK(plainSaveFile)->Unit(benchmark::kMicrosecond);
 
-}  // namespace
+} // namespace
 
 int main(int argc, char** argv)
 {
     QCoreApplication app(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    brindlet::bench::RatioReporter reporter;
-    reporter.addRatio("settings change (full save) vs plain QSaveFile write", "settingsChange", "plainSaveFile");
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    benchmark::Shutdown();
+    return brindlet::bench::runBenchmarks(argc, argv,
+        {
+            { "settings change (full save) vs plain QSaveFile write", "settingsChange", "plainSaveFile" },
+        });
 }
