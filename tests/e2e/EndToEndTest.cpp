@@ -66,6 +66,15 @@ protected:
         return provider.generations.size() > index ? provider.generations[index] : nullptr;
     }
     void expectClipboardKept() { EXPECT_EQ(desktop.items(), QList<PasteboardItem> { userClipboard }); }
+    // A command over the captured selection, with its result in review.
+    void reachReview()
+    {
+        press(GlobalHotKeyAction::quickCommand);
+        model->setInstruction(u"fix"_qs);
+        model->generate();
+        generation()->finish(u"They're going to the library."_qs);
+        ASSERT_TRUE(waitFor([&] { return model->quickHUDPhase() == review; }));
+    }
 };
 
 TEST_F(EndToEnd, CommandFromShortcutToVerifiedReplacement)
@@ -135,11 +144,7 @@ TEST_F(EndToEnd, QuickFixOnAChangedSelectionFallsBackToReviewAndCanRetry)
 TEST_F(EndToEnd, SecondShortcutDuringADeliveryStartsAfreshAndTheOldAnswerChangesNothing)
 {
     field->writeBehaviour = simulated::SimElement::WriteBehaviour::refuses;
-    press(GlobalHotKeyAction::quickCommand);
-    model->setInstruction(u"fix"_qs);
-    model->generate();
-    generation()->finish(u"They're going to the library."_qs);
-    ASSERT_TRUE(waitFor([&] { return model->quickHUDPhase() == review; }));
+    reachReview();
     // While the paste waits for the application to read the clipboard, the user presses again.
     desktop.onClipboardWrite = [this](qint64) {
         desktop.onClipboardWrite = nullptr;
@@ -162,11 +167,7 @@ TEST_F(EndToEnd, SecondShortcutDuringADeliveryStartsAfreshAndTheOldAnswerChanges
 TEST_F(EndToEnd, DismissalDuringAPasteRestoresTheClipboardAndReportsNothing)
 {
     field->writeBehaviour = simulated::SimElement::WriteBehaviour::changesNothing;
-    press(GlobalHotKeyAction::quickCommand);
-    model->setInstruction(u"fix"_qs);
-    model->generate();
-    generation()->finish(u"They're going to the library."_qs);
-    ASSERT_TRUE(waitFor([&] { return model->quickHUDPhase() == review; }));
+    reachReview();
     desktop.onClipboardWrite = [this](qint64) {
         desktop.onClipboardWrite = nullptr;
         timerSource().schedule(50ms, {}, [this] { model->dismissQuickHUD(); });
@@ -184,11 +185,7 @@ TEST_F(EndToEnd, DismissalDuringAPasteRestoresTheClipboardAndReportsNothing)
 
 TEST_F(EndToEnd, SelectionChangedBeforeDeliveryLeavesTheDocumentAlone)
 {
-    press(GlobalHotKeyAction::quickCommand);
-    model->setInstruction(u"fix"_qs);
-    model->generate();
-    generation()->finish(u"They're going to the library."_qs);
-    ASSERT_TRUE(waitFor([&] { return model->quickHUDPhase() == review; }));
+    reachReview();
     field->value = u"Their going to the libary!"_qs; // edited in place: same range, other text
     model->deliver();
     ASSERT_TRUE(waitFor([&] { return !model->isDelivering(); }));

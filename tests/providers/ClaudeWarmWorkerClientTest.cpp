@@ -7,6 +7,7 @@
 #include "Printers.h"
 #include "ProviderError.h"
 
+#include <QFileInfo>
 #include <QJsonArray>
 
 #include <gtest/gtest.h>
@@ -119,6 +120,7 @@ TEST_F(ClaudeWorker, WarmRequestStreamsAndTheNextOneRunsOnAFreshStartedWorker)
     // The used worker is gone, and a fresh one is already up before anyone asks.
     ASSERT_TRUE(runUntil([&] { return workerPID() != 0 && workerPID() != first; }));
     EXPECT_TRUE(runUntil([&] { return AgentPeers::isGone(first); }));
+    EXPECT_TRUE(runUntil([&] { return !QFileInfo::exists(start[u"cwd"_qs].toString()); }));
     const qint64 second = workerPID();
     previews.clear();
     EXPECT_EQ(outcome(), u"ok:Hi there!"_qs);
