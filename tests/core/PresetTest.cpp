@@ -1,5 +1,4 @@
 #include "Preset.h"
-#include "ProviderKind.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -82,18 +81,4 @@ TEST(Preset, EqualityAndHashCoverDelivery)
     b.delivery = DeliveryPreference::copy;
     EXPECT_NE(a, b);
     EXPECT_NE(qHash(a), qHash(b));
-}
-
-TEST(ProviderKind, WireAndDisplayNames)
-{
-    QStringList wire, display;
-    for (ProviderKind kind : allProviderKinds) {
-        wire << wireName(kind);
-        display << displayName(kind);
-        EXPECT_EQ(providerKindFromWireName(wireName(kind)), kind);
-    }
-    EXPECT_EQ(wire, (QStringList { u"ollama"_qs, u"claude"_qs, u"codex"_qs, u"cursor"_qs, u"gemini"_qs }));
-    EXPECT_EQ(display,
-        (QStringList { u"Ollama"_qs, u"Claude CLI"_qs, u"Codex CLI"_qs, u"Cursor Agent"_qs, u"Gemini CLI"_qs }));
-    EXPECT_FALSE(providerKindFromWireName(u"Ollama"_qs));
 }

@@ -68,12 +68,4 @@ TEST(HotKeyShortcut, SerialisedFormRoundTripsAndRejectsBadFields)
         EXPECT_FALSE(HotKeyShortcut::fromJsonObject(QJsonDocument::fromJson(bad).object())) << bad;
 }
 
-TEST(GlobalHotKeyAction, DisplayNamesInOrder)
-{
-    QStringList names;
-    for (GlobalHotKeyAction action : allGlobalHotKeyActions)
-        names << displayName(action);
-    EXPECT_EQ(names, (QStringList{u"Quick Command"_qs, u"Open Brindlet"_qs, u"Quick Fix"_qs}));
-}
-
 }  // namespace
