@@ -333,3 +333,22 @@ TEST(AncestorCache, RepeatedCapturesDoNotWalkAgain)
 }
 
 } // namespace
+
+namespace {
+
+TEST(AccessibilityAccess, PromptsAndOpensTheSettingsOnlyWhenStillUntrusted)
+{
+    for (const bool promptGrants : {false, true}) {
+        DesktopScene scene;
+        scene.desktop.trusted = false;
+        scene.desktop.promptGrantsTrust = promptGrants;
+        scene.service.requestAccessibilityAccess();
+        EXPECT_EQ(scene.desktop.openedURLs.isEmpty(), promptGrants);
+        if (!promptGrants) {
+            EXPECT_EQ(scene.desktop.openedURLs.first(),
+                      u"x-apple.systempreferences:com.apple.preference.security?Privacy_Accessibility"_qs);
+        }
+    }
+}
+
+}  // namespace

@@ -1,3 +1,4 @@
+#include "AgentPeers.h"
 #include "EventLoop.h"
 #include "FakeOllamaServer.h"
 #include "JsonFileDefaultsStore.h"
@@ -145,6 +146,24 @@ TEST(BrindletCli, DefaultsComeFromTheSettingsStoreAndFlagsOverrideThem)
     EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
     EXPECT_TRUE(server.requests()[1].body.startsWith("{\"model\":\"flag-model\""));
     writeDefaults({});
+}
+
+TEST(BrindletCli, GenerateThroughTheClaudeWorker)
+{
+    AgentPeers peers;
+    peers.script({u"if-arg stream-json read-line"_qs,
+                  uR"(out {"type":"stream_event","event":{"type":"content_block_delta","delta":{"type":"text_delta","text":"Bonjour"}}})"_qs,
+                  uR"(out {"type":"result","subtype":"success","is_error":false,"result":"Bonjour !"})"_qs, u"read-line"_qs});
+    const CliRun run = runCli({u"generate"_qs, u"--provider"_qs, u"claude"_qs, u"--preset"_qs, u"Translate"_qs,
+                               u"--instruction"_qs, u"French"_qs, u"--selection"_qs, u"-"_qs},
+                              "Hello!");
+    EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
+    EXPECT_EQ(run.out, QByteArray("Bonjour !\n"));
+    ASSERT_FALSE(peers.starts().isEmpty());
+    const qint64 worker = peers.starts()[0][u"pid"_qs].toInteger();
+    EXPECT_TRUE(peers.input(worker).contains(R"(\"selected_text\":\"Hello!\")"));
+    for (const QJsonObject& start : peers.starts())
+        EXPECT_TRUE(runUntil([&] { return AgentPeers::isGone(start[u"pid"_qs].toInteger()); }));
 }
 
 TEST(BrindletCli, GenerateFailureGivesTheProviderWordsAndAHint)
