@@ -12,7 +12,7 @@
 namespace brindlet::test {
 
 // Processes events until the predicate holds or the time runs out; returns the predicate.
-bool runUntil(const std::function<bool()>& predicate, std::chrono::milliseconds timeout = std::chrono::seconds(10));
+bool runUntil(const std::function<bool()>& predicate, std::chrono::milliseconds timeout = std::chrono::seconds(30));
 
 class ManualTimerSource;
 // Runs the loop in virtual time: whenever nothing is left to do, the clock jumps to the next
@@ -45,7 +45,7 @@ template <class T> Task<void> storeOutcome(Task<T> task, Outcome<T>* outcome, st
 } // namespace detail
 
 // Runs a task to its end on the event loop and returns its value or rethrows its error.
-template <class T> T runTask(Task<T> task, std::chrono::milliseconds timeout = std::chrono::seconds(10))
+template <class T> T runTask(Task<T> task, std::chrono::milliseconds timeout = std::chrono::seconds(30))
 {
     detail::Outcome<T> outcome;
     std::exception_ptr error;
