@@ -2,6 +2,7 @@
 
 #include "DescribedError.h"
 #include "ManagedCLIProcess.h"
+#include "OffMainThread.h"
 #include "ProviderError.h"
 
 namespace brindlet {
@@ -58,8 +59,10 @@ Task<QString> AIProviderService::generateWithFallback(
             throw;
     } catch (...) {
     }
+    // Resolving the program may ask the login shell, which blocks: never on the main thread.
+    CLIInvocation invocation = co_await runOffMainThread([provider] { return oneShotInvocation(provider); });
     ManagedCLIProcess oneShot(requestTimeout);
-    const QString text = co_await oneShot.runToCompletion(oneShotInvocation(provider), prompt);
+    const QString text = co_await oneShot.runToCompletion(std::move(invocation), prompt);
     co_await onPartialText(text);
     co_return text;
 }
