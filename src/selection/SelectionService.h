@@ -63,7 +63,6 @@ public:
 
     // One pass of the monitoring loop; the loop calls it every 380 ms.
     void monitoringTick();
-    bool lastPassiveCaptureHadSnapshot() const { return lastPassiveCaptureHadSnapshot_; }
     void setLastPassiveCaptureHadSnapshot(bool value) override { lastPassiveCaptureHadSnapshot_ = value; }
 
 private:

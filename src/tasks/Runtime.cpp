@@ -76,11 +76,6 @@ bool TaskHandle::isFinished() const
     return state_ && state_->finished;
 }
 
-std::shared_ptr<CancellationState> TaskHandle::cancellation() const
-{
-    return state_ ? state_->cancellation : nullptr;
-}
-
 TaskHandle spawn(Task<void> task)
 {
     auto state = std::make_shared<detail::SpawnState>();

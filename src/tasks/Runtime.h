@@ -37,8 +37,6 @@ public:
     bool isCancelled() const;
     bool isFinished() const;
     bool isValid() const { return bool(state_); }
-    // The flag the task's own awaits observe; lets callers test "is the current task cancelled".
-    std::shared_ptr<CancellationState> cancellation() const;
 
     friend bool operator==(const TaskHandle& a, const TaskHandle& b) { return a.state_ == b.state_; }
 

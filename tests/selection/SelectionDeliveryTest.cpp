@@ -233,6 +233,7 @@ TEST(GuardedDeliveryLog, NamesProcessesAndStatusesOnly)
     EXPECT_TRUE(lines.contains(u"Direct AX delivery pid=501 status=-25204"_qs));
     EXPECT_TRUE(lines.contains(u"Posted guarded paste shortcut pid=501"_qs));
     EXPECT_TRUE(lines.contains(u"Guarded paste verified pid=501"_qs));
+    EXPECT_EQ(s.desktop.postedKeyEvents, (QStringList { u"down pid=501"_qs, u"up pid=501"_qs }));
 }
 
 } // namespace

@@ -30,21 +30,6 @@ JsonWriter& JsonWriter::endObject()
     return *this;
 }
 
-JsonWriter& JsonWriter::beginArray()
-{
-    separate();
-    out_ += '[';
-    needsComma_.push_back(false);
-    return *this;
-}
-
-JsonWriter& JsonWriter::endArray()
-{
-    out_ += ']';
-    needsComma_.pop_back();
-    return *this;
-}
-
 JsonWriter& JsonWriter::key(const char* name)
 {
     separate();

@@ -16,8 +16,6 @@ class JsonWriter {
 public:
     JsonWriter& beginObject();
     JsonWriter& endObject();
-    JsonWriter& beginArray();
-    JsonWriter& endArray();
     JsonWriter& key(const char* name);
     JsonWriter& string(const QString& value);
     JsonWriter& boolean(bool value);
