@@ -18,8 +18,8 @@ QString keyFor(GlobalHotKeyAction action)
 }
 
 // Shortcuts are saved in this order, which is not the order of the actions.
-constexpr GlobalHotKeyAction storedShortcutOrder[] = {GlobalHotKeyAction::quickCommand, GlobalHotKeyAction::quickFix,
-                                                      GlobalHotKeyAction::openWorkspace};
+constexpr GlobalHotKeyAction storedShortcutOrder[]
+    = { GlobalHotKeyAction::quickCommand, GlobalHotKeyAction::quickFix, GlobalHotKeyAction::openWorkspace };
 
 // A shortcut wrapped so that a cleared one ({}) can be told from one never written.
 QByteArray encodeStoredShortcut(const std::optional<HotKeyShortcut>& shortcut)
@@ -30,7 +30,7 @@ QByteArray encodeStoredShortcut(const std::optional<HotKeyShortcut>& shortcut)
 // The outer optional is whether the blob decoded; the inner one is the (maybe cleared) shortcut.
 std::optional<std::optional<HotKeyShortcut>> decodeStoredShortcut(const QByteArray& blob)
 {
-    QJsonParseError error{};
+    QJsonParseError error {};
     const QJsonDocument document = QJsonDocument::fromJson(blob, &error);
     if (error.error != QJsonParseError::NoError || !document.isObject())
         return std::nullopt;
@@ -45,23 +45,25 @@ std::optional<std::optional<HotKeyShortcut>> decodeStoredShortcut(const QByteArr
     return std::optional<HotKeyShortcut>(*shortcut);
 }
 
-}  // namespace
+} // namespace
 
 HotKeyShortcut SettingsStore::defaultShortcut(GlobalHotKeyAction action)
 {
     switch (action) {
-    case GlobalHotKeyAction::quickCommand: return {49, {12}, QStringLiteral("Space")};
-    case GlobalHotKeyAction::openWorkspace: return {8, {9}, QStringLiteral("C")};
-    case GlobalHotKeyAction::quickFix: return {38, {5}, QStringLiteral("J")};
+    case GlobalHotKeyAction::quickCommand: return { 49, { 12 }, QStringLiteral("Space") };
+    case GlobalHotKeyAction::openWorkspace: return { 8, { 9 }, QStringLiteral("C") };
+    case GlobalHotKeyAction::quickFix: return { 38, { 5 }, QStringLiteral("J") };
     }
     return {};
 }
 
-SettingsStore::SettingsStore(DefaultsStoring& defaults, QObject* parent) : QObject(parent), defaults_(defaults)
+SettingsStore::SettingsStore(DefaultsStoring& defaults, QObject* parent)
+    : QObject(parent)
+    , defaults_(defaults)
 {
     // An unknown provider name loads as Ollama; the stored string stays until the next save.
-    defaultProvider_ = providerKindFromWireName(defaults_.stringForKey(QStringLiteral("defaultProvider"))
-                                                    .value_or(QStringLiteral("ollama")))
+    defaultProvider_ = providerKindFromWireName(
+        defaults_.stringForKey(QStringLiteral("defaultProvider")).value_or(QStringLiteral("ollama")))
                            .value_or(ProviderKind::ollama);
     ollamaURL_ = defaults_.stringForKey(QStringLiteral("ollamaURL")).value_or(defaultOllamaURL());
     ollamaModel_ = defaults_.stringForKey(QStringLiteral("ollamaModel")).value_or(QString());
@@ -98,18 +100,18 @@ void SettingsStore::save()
 {
     if (isLoading_)
         return;
-    QList<DefaultsChange> changes{
-        {QStringLiteral("defaultProvider"), DefaultsValue(wireName(defaultProvider_))},
-        {QStringLiteral("ollamaURL"), DefaultsValue(ollamaURL_)},
-        {QStringLiteral("ollamaModel"), DefaultsValue(ollamaModel_)},
-        {QStringLiteral("keepRunningAfterDockQuit"), DefaultsValue(keepRunningAfterDockQuit_)},
-        {QStringLiteral("showSelectionBubble"), DefaultsValue(showSelectionBubble_)},
-        {QStringLiteral("analyticsEnabled"), DefaultsValue(analyticsEnabled_)},
-        {QStringLiteral("hasCompletedOnboarding"), DefaultsValue(hasCompletedOnboarding_)},
-        {QStringLiteral("customPresets"), DefaultsValue(encodePresets(customPresets_))},
+    QList<DefaultsChange> changes {
+        { QStringLiteral("defaultProvider"), DefaultsValue(wireName(defaultProvider_)) },
+        { QStringLiteral("ollamaURL"), DefaultsValue(ollamaURL_) },
+        { QStringLiteral("ollamaModel"), DefaultsValue(ollamaModel_) },
+        { QStringLiteral("keepRunningAfterDockQuit"), DefaultsValue(keepRunningAfterDockQuit_) },
+        { QStringLiteral("showSelectionBubble"), DefaultsValue(showSelectionBubble_) },
+        { QStringLiteral("analyticsEnabled"), DefaultsValue(analyticsEnabled_) },
+        { QStringLiteral("hasCompletedOnboarding"), DefaultsValue(hasCompletedOnboarding_) },
+        { QStringLiteral("customPresets"), DefaultsValue(encodePresets(customPresets_)) },
     };
     for (GlobalHotKeyAction action : storedShortcutOrder)
-        changes.append({keyFor(action), DefaultsValue(encodeStoredShortcut(shortcut(action)))});
+        changes.append({ keyFor(action), DefaultsValue(encodeStoredShortcut(shortcut(action))) });
     defaults_.apply(changes);
 }
 
@@ -183,11 +185,19 @@ void SettingsStore::setCustomPresets(const QList<Preset>& value)
 void SettingsStore::setShortcut(GlobalHotKeyAction action, const std::optional<HotKeyShortcut>& value)
 {
     switch (action) {
-    case GlobalHotKeyAction::quickCommand: quickCommandShortcut_ = value; break;
-    case GlobalHotKeyAction::openWorkspace: openWorkspaceShortcut_ = value; break;
-    case GlobalHotKeyAction::quickFix: quickFixShortcut_ = value; break;
+    case GlobalHotKeyAction::quickCommand:
+        quickCommandShortcut_ = value;
+        emit quickCommandShortcutChanged();
+        break;
+    case GlobalHotKeyAction::openWorkspace:
+        openWorkspaceShortcut_ = value;
+        emit openWorkspaceShortcutChanged();
+        break;
+    case GlobalHotKeyAction::quickFix:
+        quickFixShortcut_ = value;
+        emit quickFixShortcutChanged();
+        break;
     }
-    emit shortcutChanged(action);
     save();
 }
 
@@ -198,4 +208,4 @@ void SettingsStore::removeCustomPreset(const QUuid& id)
     setCustomPresets(kept);
 }
 
-}  // namespace brindlet
+} // namespace brindlet

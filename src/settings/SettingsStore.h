@@ -29,6 +29,15 @@ class SettingsStore : public QObject {
     Q_PROPERTY(bool hasCompletedOnboarding READ hasCompletedOnboarding WRITE setHasCompletedOnboarding NOTIFY
             hasCompletedOnboardingChanged)
 
+    Q_PROPERTY(
+        QList<brindlet::Preset> customPresets READ customPresets WRITE setCustomPresets NOTIFY customPresetsChanged)
+    Q_PROPERTY(std::optional<brindlet::HotKeyShortcut> quickCommandShortcut READ quickCommandShortcut WRITE
+            setQuickCommandShortcut NOTIFY quickCommandShortcutChanged)
+    Q_PROPERTY(std::optional<brindlet::HotKeyShortcut> quickFixShortcut READ quickFixShortcut WRITE setQuickFixShortcut
+            NOTIFY quickFixShortcutChanged)
+    Q_PROPERTY(std::optional<brindlet::HotKeyShortcut> openWorkspaceShortcut READ openWorkspaceShortcut WRITE
+            setOpenWorkspaceShortcut NOTIFY openWorkspaceShortcutChanged)
+
 public:
     static HotKeyShortcut defaultShortcut(GlobalHotKeyAction action);
     static QString defaultOllamaURL() { return QStringLiteral("http://127.0.0.1:11434"); }
@@ -46,6 +55,9 @@ public:
     QList<Preset> customPresets() const { return customPresets_; }
     // Absent means the user cleared the shortcut.
     std::optional<HotKeyShortcut> shortcut(GlobalHotKeyAction action) const;
+    std::optional<HotKeyShortcut> quickCommandShortcut() const { return quickCommandShortcut_; }
+    std::optional<HotKeyShortcut> quickFixShortcut() const { return quickFixShortcut_; }
+    std::optional<HotKeyShortcut> openWorkspaceShortcut() const { return openWorkspaceShortcut_; }
 
     void setDefaultProvider(ProviderKind value);
     void setOllamaURL(const QString& value);
@@ -56,6 +68,18 @@ public:
     void setHasCompletedOnboarding(bool value);
     void setCustomPresets(const QList<Preset>& value);
     void setShortcut(GlobalHotKeyAction action, const std::optional<HotKeyShortcut>& value);
+    void setQuickCommandShortcut(const std::optional<HotKeyShortcut>& value)
+    {
+        setShortcut(GlobalHotKeyAction::quickCommand, value);
+    }
+    void setQuickFixShortcut(const std::optional<HotKeyShortcut>& value)
+    {
+        setShortcut(GlobalHotKeyAction::quickFix, value);
+    }
+    void setOpenWorkspaceShortcut(const std::optional<HotKeyShortcut>& value)
+    {
+        setShortcut(GlobalHotKeyAction::openWorkspace, value);
+    }
     void removeCustomPreset(const QUuid& id);
 
 signals:
@@ -67,7 +91,9 @@ signals:
     void analyticsEnabledChanged();
     void hasCompletedOnboardingChanged();
     void customPresetsChanged();
-    void shortcutChanged(brindlet::GlobalHotKeyAction action);
+    void quickCommandShortcutChanged();
+    void quickFixShortcutChanged();
+    void openWorkspaceShortcutChanged();
 
 private:
     void save();

@@ -62,6 +62,11 @@ TEST(SettingsStore, AnyChangeAnnouncesAndRewritesTheWholeSetOnce)
               QByteArray("{\"shortcut\":{\"keyCode\":49,\"modifiers\":12,\"keyLabel\":\"Space\"}}"));
     EXPECT_EQ(store.dataForKey(u"customPresets"_qs), QByteArray("[]"));
     EXPECT_EQ(booleanValue(store.objectForKey(u"hasCompletedOnboarding"_qs)), false);
+
+    QSignalSpy cleared(&settings, &SettingsStore::quickFixShortcutChanged);
+    settings.setQuickFixShortcut(std::nullopt);
+    EXPECT_EQ(cleared.count(), 1);
+    EXPECT_EQ(store.dataForKey(u"quickFixShortcut"_qs), QByteArray("{}"));
 }
 
 struct RepairCase {
