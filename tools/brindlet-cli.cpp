@@ -278,5 +278,7 @@ int main(int argc, char** argv)
         writeOut(stderr, QStringLiteral("Prompt sent to %1:\n%2\n\n").arg(displayName(provider), prompt));
     spawn(runGenerate(&providers, prompt, provider, configuration, &exitCode));
     app.exec();
+    // A used Claude worker is replaced in the background; nothing new should start on the way out.
+    finishAllTasks(std::chrono::seconds(2));
     return exitCode;
 }

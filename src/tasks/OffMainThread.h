@@ -21,6 +21,7 @@ template <class R> using ResultOf = std::conditional_t<std::is_void_v<R>, Unit, 
 
 template <class F, class R = std::invoke_result_t<F>> Task<R> runOffMainThread(F fn)
 {
+    co_await checkCancellation(); // no blocking work for a task that no longer wants it
     Completion<detail::ResultOf<R>> completion;
     QThreadPool::globalInstance()->start([fn = std::move(fn), completion]() mutable {
         try {

@@ -98,6 +98,16 @@ size_t liveTaskCount()
     return liveTasks().size();
 }
 
+void finishAllTasks(Duration limit)
+{
+    cancelAllTasks();
+    const auto end = Clock::now() + limit;
+    while (!liveTasks().empty() && Clock::now() < end) {
+        QCoreApplication::sendPostedEvents();
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
+    }
+}
+
 // ---- timers ----
 
 namespace {

@@ -52,6 +52,9 @@ TaskHandle spawn(Task<void> task);
 // For shut-down, and for tests that must not leave tasks behind.
 void cancelAllTasks();
 size_t liveTaskCount();
+// For the end of a program: cancels every task and runs the loop until they have unwound or the
+// limit has passed, so that nothing is left half-started.
+void finishAllTasks(Duration limit);
 
 // The source of time for sleeps and repeating timers. The real one uses QTimer on the
 // monotonic clock; tests install a manual one to step time without waiting.
