@@ -31,7 +31,7 @@ Task<void> firstText(ClaudeWarmWorkerClient* client, QElapsedTimer* clock, qint6
     PartialTextHandler handler = [clock, at](QString) {
         if (*at < 0)
             *at = clock->nsecsElapsed();
-        return []() -> Task<void> { co_return; }();
+        return finishedTask();
     };
     co_await client->generate(u"Say hi"_qs, 10s, handler);
     *done = true;

@@ -37,7 +37,7 @@ Task<void> generateOnce(OllamaClient* client, qint64* firstPreviewAt, QElapsedTi
     PartialTextHandler onPartialText = [firstPreviewAt, clock](QString) -> Task<void> {
         if (*firstPreviewAt < 0)
             *firstPreviewAt = clock->nsecsElapsed();
-        return [](QString) -> Task<void> { co_return; }(QString());
+        return finishedTask();
     };
     // A braced temporary inside a co_await expression is destroyed twice by g++ 12: use locals.
     const ProviderConfiguration configuration { server().baseURL(), QStringLiteral("llama3.2") };

@@ -9,11 +9,11 @@
 #include "ProviderError.h"
 #include "Runtime.h"
 #include "SettingsStore.h"
+#include "Utf8.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QFile>
-#include <QStringDecoder>
 #include <QTimer>
 
 #include <cstdio>
@@ -69,12 +69,10 @@ QString readSelection(const QString& source)
                                                      : (file.setFileName(source), file.open(QIODevice::ReadOnly));
     if (!opened)
         throw UsageError { QStringLiteral("Cannot read the selection from %1: %2").arg(source, file.errorString()) };
-    const QByteArray bytes = file.readAll();
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    QString text = decoder.decode(bytes);
-    if (decoder.hasError())
+    const auto text = decodeUtf8(file.readAll());
+    if (!text)
         throw UsageError { QStringLiteral("The selection in %1 is not UTF-8 text.").arg(source) };
-    return text;
+    return *text;
 }
 
 Request readRequest(const QCommandLineParser& parser, const SettingsStore& settings)

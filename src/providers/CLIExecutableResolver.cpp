@@ -1,13 +1,13 @@
 #include "CLIExecutableResolver.h"
 
 #include "ProviderError.h"
+#include "Utf8.h"
 
 #include <QDir>
 #include <QDirIterator>
 #include <QFileInfo>
 #include <QProcess>
 #include <QRegularExpression>
-#include <QStringDecoder>
 
 #include <algorithm>
 #include <csignal>
@@ -204,12 +204,11 @@ std::optional<QString> CLIExecutableResolver::resolveThroughLoginShell(const QSt
             process.waitForFinished(1000);
         }
     }
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    const QString output = decoder.decode(process.readAllStandardOutput());
-    if (decoder.hasError())
+    const auto output = decodeUtf8(process.readAllStandardOutput());
+    if (!output)
         return std::nullopt;
     static const QRegularExpression lineBreaks(QStringLiteral("[\\n\\v\\f\\r\\x{85}\\x{2028}\\x{2029}]"));
-    const QStringList lines = output.split(lineBreaks, Qt::SkipEmptyParts);
+    const QStringList lines = output->split(lineBreaks, Qt::SkipEmptyParts);
     // Login banners come first: the answer is the last path-like line.
     for (auto it = lines.rbegin(); it != lines.rend(); ++it) {
         const QString line = it->trimmed();

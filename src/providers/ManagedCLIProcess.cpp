@@ -3,9 +3,9 @@
 #include "Completion.h"
 #include "DescribedError.h"
 #include "ProviderError.h"
+#include "Utf8.h"
 
 #include <QDir>
-#include <QStringDecoder>
 
 #include <csignal>
 #include <optional>
@@ -20,11 +20,10 @@ struct DirectoryRemoval {
     ~DirectoryRemoval() { QDir(path).removeRecursively(); }
 };
 
+// Undecodable output counts as empty.
 QString decodedTrimmed(const QByteArray& bytes)
 {
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    const QString text = decoder.decode(bytes);
-    return decoder.hasError() ? QString() : text.trimmed();
+    return decodeUtf8(bytes).value_or(QString()).trimmed();
 }
 
 } // namespace

@@ -4,13 +4,13 @@
 #include "HttpReplyReader.h"
 #include "JsonWriter.h"
 #include "ProviderError.h"
+#include "Utf8.h"
 
 #include <QHostAddress>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QNetworkProxyFactory>
-#include <QStringDecoder>
 
 #include <algorithm>
 
@@ -77,13 +77,6 @@ StreamChunk decodeChunk(const QByteArray& line)
     return chunk;
 }
 
-bool isValidUtf8(const QByteArray& bytes)
-{
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    const QString decoded = decoder.decode(bytes);
-    return !decoder.hasError();
-}
-
 QNetworkRequest jsonPost(const QUrl& url)
 {
     QNetworkRequest request(url);
@@ -141,7 +134,7 @@ Task<QString> OllamaClient::generate(
     QString accumulated;
     while (auto line = co_await reader.nextLine()) {
         co_await checkCancellation();
-        if (!isValidUtf8(*line))
+        if (!decodeUtf8(*line))
             throw ProviderError::unavailable(QStringLiteral("Ollama returned an invalid streaming response."));
         const StreamChunk chunk = decodeChunk(*line);
         if (!chunk.error.isEmpty())

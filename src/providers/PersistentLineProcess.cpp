@@ -3,24 +3,11 @@
 #include "DescribedError.h"
 #include "ManagedCLIProcess.h"
 #include "ProviderError.h"
+#include "Utf8.h"
 
 #include <QDir>
-#include <QStringDecoder>
 
 namespace brindlet {
-
-namespace {
-
-std::optional<QString> decoded(const QByteArray& bytes)
-{
-    QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-    QString text = decoder.decode(bytes);
-    if (decoder.hasError())
-        return std::nullopt;
-    return text;
-}
-
-} // namespace
 
 PersistentLineProcess::PersistentLineProcess(CLIInvocation invocation)
     : invocation_(std::move(invocation))
@@ -61,7 +48,7 @@ Task<std::shared_ptr<PersistentLineProcess>> PersistentLineProcess::start(CLIInv
     QObject::connect(process, &QProcess::finished, process, [raw, reader] {
         raw->readStandardOutput();
         if (!raw->stdoutBuffer_.isEmpty()) {
-            if (auto text = decoded(std::exchange(raw->stdoutBuffer_, {})); text && !text->isEmpty())
+            if (auto text = decodeUtf8(std::exchange(raw->stdoutBuffer_, {})); text && !text->isEmpty())
                 raw->reader_->deliver(*text);
         }
         if (auto alive = reader.lock())
@@ -92,7 +79,7 @@ void PersistentLineProcess::readStandardOutput()
         const QByteArray line = stdoutBuffer_.left(newline);
         stdoutBuffer_.remove(0, newline + 1);
         // Empty and undecodable lines are dropped; a carriage return stays in the line.
-        if (auto text = decoded(line); text && !text->isEmpty())
+        if (auto text = decodeUtf8(line); text && !text->isEmpty())
             reader_->deliver(*text);
     }
 }
@@ -123,7 +110,7 @@ void PersistentLineProcess::writeFinalInput(const QString& text)
 
 QString PersistentLineProcess::failureText() const
 {
-    const QString text = decoded(stderrData_).value_or(QString()).trimmed();
+    const QString text = decodeUtf8(stderrData_).value_or(QString()).trimmed();
     return text.isEmpty() ? QStringLiteral("The CLI process ended unexpectedly.") : text;
 }
 

@@ -12,11 +12,6 @@ using namespace brindlet::test;
 
 namespace {
 
-Task<void> ignorePreview(QString)
-{
-    co_return;
-}
-
 struct ReadinessCase {
     const char* name;
     int status;
@@ -57,7 +52,7 @@ TEST(AIProviderService, AgentProvidersSayTheyAreNotAvailableYet)
     for (ProviderKind kind : { ProviderKind::codex, ProviderKind::cursor, ProviderKind::gemini }) {
         const QString expected = displayName(kind) + u" is not available in this version of Brindlet yet."_qs;
         try {
-            runTask(service.generate(u"p"_qs, kind, {}, ignorePreview));
+            runTask(service.generate(u"p"_qs, kind, {}, [](QString) { return finishedTask(); }));
             ADD_FAILURE() << "generate should fail for " << wireName(kind).toStdString();
         } catch (const DescribedError& error) {
             EXPECT_EQ(error.description(), expected);

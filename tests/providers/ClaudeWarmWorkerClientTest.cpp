@@ -86,7 +86,7 @@ protected:
     {
         return [this](QString text) {
             previews << text;
-            return [](QString) -> Task<void> { co_return; }(QString());
+            return finishedTask();
         };
     }
     QString outcome(Duration timeout = 10s)
@@ -199,7 +199,7 @@ protected:
     {
         PartialTextHandler handler = [this](QString text) {
             previews << text;
-            return [](QString) -> Task<void> { co_return; }(QString());
+            return finishedTask();
         };
         try {
             return u"ok:"_qs + runTask(service.generate(u"Fix"_qs, ProviderKind::claude, {}, handler), 30s);
@@ -241,8 +241,7 @@ TEST_F(ClaudeFallback, TimeOutsAreNotRetried)
     QString result;
     spawn([](AIProviderService* s, QString* out) -> Task<void> {
         try {
-            co_await s->generate(
-                u"Fix"_qs, ProviderKind::claude, {}, [](QString) { return []() -> Task<void> { co_return; }(); });
+            co_await s->generate(u"Fix"_qs, ProviderKind::claude, {}, [](QString) { return finishedTask(); });
         } catch (...) {
             *out = describe(std::current_exception());
         }

@@ -25,7 +25,7 @@ Task<QString> generateCollecting(
 {
     PartialTextHandler handler = [collected](QString text) -> Task<void> {
         collected->previews << text;
-        return [](QString) -> Task<void> { co_return; }(text);
+        return finishedTask();
     };
     co_return co_await client->generate(std::move(prompt), std::move(configuration), handler);
 }

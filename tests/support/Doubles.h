@@ -7,6 +7,7 @@
 #include "AccessibilityServing.h"
 #include "AnalyticsTracking.h"
 #include "Completion.h"
+#include "EventLoop.h"
 #include "GlobalHotKeyManaging.h"
 #include "SelectionServing.h"
 #include "WindowCoordinating.h"
@@ -126,13 +127,13 @@ public:
     Task<void> start(bool enabled) override
     {
         starts.push_back(enabled);
-        return done();
+        return finishedTask();
     }
-    Task<void> setEnabled(bool) override { return done(); }
+    Task<void> setEnabled(bool) override { return finishedTask(); }
     Task<void> record(AnalyticsEventType type, AnalyticsDimensions dimensions) override
     {
         events.push_back({ type, std::move(dimensions) });
-        return done();
+        return finishedTask();
     }
     QStringList typeNames() const
     {
@@ -141,9 +142,6 @@ public:
             names << wireName(event.type);
         return names;
     }
-
-private:
-    static Task<void> done() { co_return; }
 };
 
 class RecordingWindows final : public WindowCoordinating {

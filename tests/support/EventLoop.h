@@ -15,6 +15,12 @@ namespace brindlet::test {
 bool runUntil(const std::function<bool()>& predicate, std::chrono::milliseconds timeout = std::chrono::seconds(30));
 
 class ManualTimerSource;
+// A task that has nothing to do: what a handler returns when it only records.
+inline Task<void> finishedTask()
+{
+    co_return;
+}
+
 // Runs the loop in virtual time: whenever nothing is left to do, the clock jumps to the next
 // timer. Flows with seconds of waits finish at once, in the order real time would give.
 bool runVirtually(ManualTimerSource& clock, const std::function<bool()>& predicate,

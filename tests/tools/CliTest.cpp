@@ -5,8 +5,8 @@
 #include "Printers.h"
 #include "Prompt.h"
 
-#include <QProcess>
 #include <QFile>
+#include <QProcess>
 #include <QTemporaryDir>
 
 #include <gtest/gtest.h>
@@ -36,7 +36,7 @@ void writeDefaults(const QHash<QString, DefaultsValue>& values)
     JsonFileDefaultsStore store(configHome().filePath(u"Brindlet/defaults.json"_qs));
     QList<DefaultsChange> changes;
     for (auto it = values.begin(); it != values.end(); ++it)
-        changes.append({it.key(), it.value()});
+        changes.append({ it.key(), it.value() });
     store.apply(changes);
 }
 
@@ -98,6 +98,14 @@ INSTANTIATE_TEST_SUITE_P(Cli, CliRefusals,
         RefusalCase { "noCommand", {}, "Usage:" }),
     [](const auto& info) { return std::string(info.param.name); });
 
+TEST(BrindletCli, ASelectionThatIsNotUtf8IsRefused)
+{
+    const CliRun run = runCli({ u"prompt"_qs, u"--instruction"_qs, u"x"_qs, u"--selection"_qs, u"-"_qs }, "caf\xe9");
+    EXPECT_EQ(run.exitCode, 2);
+    EXPECT_TRUE(run.out.isEmpty());
+    EXPECT_EQ(run.err, QByteArray("brindlet-cli: The selection in - is not UTF-8 text.\n"));
+}
+
 TEST(BrindletCli, GenerateStreamsPreviewsAndPrintsTheTrimmedResult)
 {
     FakeOllamaServer server;
@@ -120,29 +128,29 @@ TEST(BrindletCli, GenerateStreamsPreviewsAndPrintsTheTrimmedResult)
 TEST(BrindletCli, DefaultsComeFromTheSettingsStoreAndFlagsOverrideThem)
 {
     FakeOllamaServer server;
-    server.respondWith(FakeResponse::stream({u"Arr, matey"_qs}));
-    const Preset pirate{QUuid::createUuid(), u"Pirate"_qs, u"star"_qs, u"Talk like a pirate."_qs,
-                        PresetInput::selectionRequired, DeliveryPreference::copy, false};
-    writeDefaults({{u"defaultProvider"_qs, DefaultsValue(u"codex"_qs)},
-                   {u"ollamaURL"_qs, DefaultsValue(server.baseURL())},
-                   {u"ollamaModel"_qs, DefaultsValue(u"stored-model"_qs)},
-                   {u"customPresets"_qs, DefaultsValue(encodePresets({pirate}))}});
+    server.respondWith(FakeResponse::stream({ u"Arr, matey"_qs }));
+    const Preset pirate { QUuid::createUuid(), u"Pirate"_qs, u"star"_qs, u"Talk like a pirate."_qs,
+        PresetInput::selectionRequired, DeliveryPreference::copy, false };
+    writeDefaults({ { u"defaultProvider"_qs, DefaultsValue(u"codex"_qs) },
+        { u"ollamaURL"_qs, DefaultsValue(server.baseURL()) }, { u"ollamaModel"_qs, DefaultsValue(u"stored-model"_qs) },
+        { u"customPresets"_qs, DefaultsValue(encodePresets({ pirate })) } });
 
-    CliRun run = runCli({u"generate"_qs, u"--preset"_qs, u"Pirate"_qs, u"--selection"_qs, u"-"_qs}, "Hello");
-    EXPECT_EQ(run.exitCode, 1);  // the stored provider is Codex
+    CliRun run = runCli({ u"generate"_qs, u"--preset"_qs, u"Pirate"_qs, u"--selection"_qs, u"-"_qs }, "Hello");
+    EXPECT_EQ(run.exitCode, 1); // the stored provider is Codex
     EXPECT_TRUE(run.err.contains("Codex CLI is not available")) << run.err.toStdString();
 
-    run = runCli({u"generate"_qs, u"--provider"_qs, u"ollama"_qs, u"--preset"_qs, u"Pirate"_qs, u"--selection"_qs,
-                  u"-"_qs},
-                 "Hello");
+    run = runCli(
+        { u"generate"_qs, u"--provider"_qs, u"ollama"_qs, u"--preset"_qs, u"Pirate"_qs, u"--selection"_qs, u"-"_qs },
+        "Hello");
     EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
     EXPECT_EQ(run.out, QByteArray("Arr, matey\n"));
     ASSERT_EQ(server.requests().size(), 1);
-    EXPECT_TRUE(server.requests()[0].body.startsWith("{\"model\":\"stored-model\"")) << server.requests()[0].body.toStdString();
+    EXPECT_TRUE(server.requests()[0].body.startsWith("{\"model\":\"stored-model\""))
+        << server.requests()[0].body.toStdString();
     EXPECT_TRUE(server.requests()[0].body.contains("Talk like a pirate."));
 
-    run = runCli({u"generate"_qs, u"--provider"_qs, u"ollama"_qs, u"--ollama-model"_qs, u"flag-model"_qs,
-                  u"--instruction"_qs, u"x"_qs});
+    run = runCli({ u"generate"_qs, u"--provider"_qs, u"ollama"_qs, u"--ollama-model"_qs, u"flag-model"_qs,
+        u"--instruction"_qs, u"x"_qs });
     EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
     EXPECT_TRUE(server.requests()[1].body.startsWith("{\"model\":\"flag-model\""));
     writeDefaults({});
@@ -151,12 +159,12 @@ TEST(BrindletCli, DefaultsComeFromTheSettingsStoreAndFlagsOverrideThem)
 TEST(BrindletCli, GenerateThroughTheClaudeWorker)
 {
     AgentPeers peers;
-    peers.script({u"if-arg stream-json read-line"_qs,
-                  uR"(out {"type":"stream_event","event":{"type":"content_block_delta","delta":{"type":"text_delta","text":"Bonjour"}}})"_qs,
-                  uR"(out {"type":"result","subtype":"success","is_error":false,"result":"Bonjour !"})"_qs, u"read-line"_qs});
-    const CliRun run = runCli({u"generate"_qs, u"--provider"_qs, u"claude"_qs, u"--preset"_qs, u"Translate"_qs,
-                               u"--instruction"_qs, u"French"_qs, u"--selection"_qs, u"-"_qs},
-                              "Hello!");
+    peers.script({ u"if-arg stream-json read-line"_qs,
+        uR"(out {"type":"stream_event","event":{"type":"content_block_delta","delta":{"type":"text_delta","text":"Bonjour"}}})"_qs,
+        uR"(out {"type":"result","subtype":"success","is_error":false,"result":"Bonjour !"})"_qs, u"read-line"_qs });
+    const CliRun run = runCli({ u"generate"_qs, u"--provider"_qs, u"claude"_qs, u"--preset"_qs, u"Translate"_qs,
+                                  u"--instruction"_qs, u"French"_qs, u"--selection"_qs, u"-"_qs },
+        "Hello!");
     EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
     EXPECT_EQ(run.out, QByteArray("Bonjour !\n"));
     ASSERT_FALSE(peers.starts().isEmpty());
