@@ -138,6 +138,41 @@ TEST(RestrictedSession, OnlyTheOneExecutableMayStart)
     EXPECT_TRUE(run.err.contains("Permission denied")) << run.err.toStdString();
 }
 
+// A compiled child tries every way of starting another program; only the allowed one starts.
+TEST(RestrictedSession, NoOtherProgramStartsWhicheverWayItIsNamed)
+{
+    const QString probe = QStringLiteral(SANDBOX_PROBE_PATH);
+    const QString loader = u"/lib64/ld-linux-x86-64.so.2"_qs;
+    const QString loaderTarget = QFileInfo(loader).canonicalFilePath();
+    ASSERT_FALSE(loaderTarget.isEmpty());
+    QTemporaryDir dir;
+    const QString script = dir.filePath(u"script"_qs);
+    QFile file(script);
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write("#!/bin/sh\necho started\n");
+    file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    file.close();
+    const QStringList startProbe { probe, u"say"_qs, u"started"_qs };
+    const std::pair<QStringList, bool> rows[] = {
+        { QStringList { u"execve"_qs } + startProbe, true },
+        { QStringList { u"execveat-fd"_qs } + startProbe, true },
+        { QStringList { u"execveat-dir"_qs } + startProbe, true },
+        { QStringList { u"fork"_qs, u"execve"_qs } + startProbe, true },
+        { QStringList { u"execve"_qs, loader } + startProbe, false }, // the interpreter named directly
+        { QStringList { u"execve"_qs, loaderTarget } + startProbe, false }, // by its other path
+        { QStringList { u"execveat-fd"_qs, loader } + startProbe, false },
+        { QStringList { u"execveat-dir"_qs, loaderTarget } + startProbe, false },
+        { QStringList { u"fork"_qs, u"execve"_qs, loader } + startProbe, false },
+        { QStringList { u"execve"_qs, script }, false },
+        { QStringList { u"execve"_qs, u"/bin/echo"_qs, u"started"_qs }, false },
+    };
+    for (const auto& [arguments, starts] : rows) {
+        const SandboxRun run = runSandboxed(restrictedProfile(probe), probe, arguments);
+        const QByteArray expected = starts ? "started\n" : "refused: Permission denied\n";
+        EXPECT_EQ(run.out, expected) << arguments.join(u' ').toStdString() << "\n" << run.err.toStdString();
+    }
+}
+
 TEST(RestrictedSession, ProfileEscapingSurvivesQuotesAndBackslashes)
 {
     QTemporaryDir dir;
