@@ -2,9 +2,12 @@
 // application would send, runs it through the same provider service, and lists Ollama models.
 
 #include "AIProviderService.h"
+#include "ChildProcesses.h"
 #include "CommandRules.h"
 #include "DescribedError.h"
 #include "JsonFileDefaultsStore.h"
+#include "ManagedCLIProcess.h"
+#include "NetworkError.h"
 #include "Prompt.h"
 #include "ProviderError.h"
 #include "Runtime.h"
@@ -14,10 +17,14 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QFile>
+#include <QSocketNotifier>
 #include <QTimer>
 
+#include <csignal>
 #include <cstdio>
+#include <fcntl.h>
 #include <optional>
+#include <unistd.h>
 
 using namespace brindlet;
 
@@ -100,41 +107,76 @@ QString assembled(const Request& request)
     return assemblePrompt(request.direction, request.preset, request.selection);
 }
 
-// What the user can do about a provider failure, beyond the provider's own words.
+// Ollama answered, but has nothing to run the request with.
+class NoInstalledModel : public DescribedError {
+public:
+    QString description() const override { return QStringLiteral("Ollama is running, but no models are installed."); }
+};
+
+// What the user can do about a provider failure, beyond the provider's own words. Decided by the
+// error's type, never by its wording, except for the sign-in words that are the rule everywhere.
 QString hintFor(const std::exception_ptr& error, ProviderKind provider, const ProviderConfiguration& configuration)
 {
-    if (provider == ProviderKind::claude)
-        return QStringLiteral("Install the Claude CLI and sign in to it, or use --provider ollama.");
-    if (provider != ProviderKind::ollama)
+    if (provider != ProviderKind::ollama && provider != ProviderKind::claude)
         return QStringLiteral("Use --provider ollama with a running Ollama server.");
+    if (AIProviderService::isAuthenticationFailure(error))
+        return QStringLiteral("Sign in to the %1, or use --provider ollama.").arg(displayName(provider));
     try {
         std::rethrow_exception(error);
     } catch (const ProviderError& providerError) {
+        if (providerError.kind() == ProviderError::Kind::cliNotFound)
+            return QStringLiteral("Install the %1 and sign in to it, or use --provider ollama.")
+                .arg(displayName(provider));
         if (providerError.kind() == ProviderError::Kind::invalidURL)
             return QStringLiteral("Pass an address such as --ollama-url http://127.0.0.1:11434.");
-        if (providerError.kind() == ProviderError::Kind::unavailable
-            && providerError.payload().startsWith(QStringLiteral("Ollama is running, but no models")))
-            return QStringLiteral("Install one with `ollama pull llama3.2`, or pass --ollama-model NAME.");
-        return {};
-    } catch (const PlatformError&) {
-        return QStringLiteral("Is Ollama running at %1? Start it with `ollama serve`, install a model with "
-                              "`ollama pull llama3.2`, or pass --ollama-url.")
-            .arg(configuration.ollamaURL);
+    } catch (const NoInstalledModel&) {
+        return QStringLiteral("Install one with `ollama pull llama3.2`, or pass --ollama-model NAME.");
+    } catch (const NetworkError& networkError) {
+        // A server that answered and then failed is running; starting it again would not help.
+        if (provider == ProviderKind::ollama && networkError.isUnreachable())
+            return QStringLiteral("Is Ollama running at %1? Start it with `ollama serve`, install a model with "
+                                  "`ollama pull llama3.2`, or pass --ollama-url.")
+                .arg(configuration.ollamaURL);
     } catch (...) {
-        return {};
     }
+    return {};
 }
 
-Task<void> printPreview(QString text, QString* shown)
-{
-    // Previews are the whole text so far; print only what is new when it extends what was shown.
-    if (text.startsWith(*shown))
-        writeOut(stderr, text.mid(shown->size()));
-    else
-        writeOut(stderr, QStringLiteral("\n") + text);
-    *shown = text;
-    co_return;
-}
+// Prints the previews (each the whole text so far) to standard error, only what is new. Providers
+// extend the text between previews and replace it only at the end (a trimmed final text, a
+// fallback's answer), so the check looks at the ends of what was printed: each preview costs its
+// new part, never the whole text again.
+class PreviewPrinter {
+public:
+    Task<void> show(QString text)
+    {
+        if (extendsPrinted(text)) {
+            writeOut(stderr, text.mid(printed_));
+        } else {
+            writeOut(stderr, QStringLiteral("\n") + text);
+        }
+        printed_ = text.size();
+        head_ = text.left(edge);
+        tail_ = text.right(edge);
+        co_return;
+    }
+    // Ends the preview line, if there is one.
+    void finish() const
+    {
+        if (printed_ > 0)
+            writeOut(stderr, QStringLiteral("\n"));
+    }
+
+private:
+    static constexpr qsizetype edge = 32;
+    bool extendsPrinted(const QString& text) const
+    {
+        return text.size() >= printed_ && QStringView(text).left(head_.size()) == head_
+            && QStringView(text).mid(printed_ - tail_.size(), tail_.size()) == tail_;
+    }
+    qsizetype printed_ = 0;
+    QString head_, tail_;
+};
 
 void reportFailure(const std::exception_ptr& error, ProviderKind provider, const ProviderConfiguration& configuration)
 {
@@ -150,7 +192,7 @@ Task<void> chooseFirstModelIfNone(AIProviding* providers, ProviderConfiguration*
         co_return;
     const QStringList models = co_await providers->ollamaModels(configuration->ollamaURL);
     if (models.isEmpty())
-        throw ProviderError::unavailable(QStringLiteral("Ollama is running, but no models are installed."));
+        throw NoInstalledModel();
     configuration->ollamaModel = models.first();
     writeOut(stderr, QStringLiteral("Using the Ollama model %1.\n").arg(models.first()));
 }
@@ -158,19 +200,20 @@ Task<void> chooseFirstModelIfNone(AIProviding* providers, ProviderConfiguration*
 Task<void> runGenerate(
     AIProviding* providers, QString prompt, ProviderKind provider, ProviderConfiguration configuration, int* exitCode)
 {
-    QString shown;
-    PartialTextHandler onPartialText = [&shown](QString text) { return printPreview(std::move(text), &shown); };
+    PreviewPrinter preview;
+    PartialTextHandler onPartialText = [&preview](QString text) { return preview.show(std::move(text)); };
     try {
         if (provider == ProviderKind::ollama)
             co_await chooseFirstModelIfNone(providers, &configuration);
         const QString text = co_await providers->generate(prompt, provider, configuration, onPartialText);
-        if (!shown.isEmpty())
-            writeOut(stderr, QStringLiteral("\n"));
+        preview.finish();
         writeOut(stdout, text + QLatin1Char('\n'));
         *exitCode = 0;
+    } catch (const CancellationError&) {
+        preview.finish(); // stopped by a signal, which set the exit code
+        co_return;
     } catch (...) {
-        if (!shown.isEmpty())
-            writeOut(stderr, QStringLiteral("\n"));
+        preview.finish();
         reportFailure(std::current_exception(), provider, configuration);
         *exitCode = exitFailure;
     }
@@ -191,6 +234,34 @@ Task<void> runModels(AIProviding* providers, ProviderConfiguration configuration
         *exitCode = exitFailure;
     }
     QCoreApplication::exit(*exitCode);
+}
+
+// Ctrl-C, a hang-up or a termination request ends the command the orderly way: its tasks are
+// cancelled and every program it started is ended, as at its own end.
+int stopSignalPipe[2] = { -1, -1 };
+
+void onStopSignal(int signal)
+{
+    const char byte = char(signal);
+    (void)!::write(stopSignalPipe[1], &byte, 1);
+}
+
+void stopOnSignals(int* exitCode)
+{
+    if (::pipe2(stopSignalPipe, O_CLOEXEC | O_NONBLOCK) != 0)
+        return;
+    auto* notifier = new QSocketNotifier(stopSignalPipe[0], QSocketNotifier::Read, QCoreApplication::instance());
+    QObject::connect(notifier, &QSocketNotifier::activated, notifier, [exitCode] {
+        char signal = 0;
+        (void)!::read(stopSignalPipe[0], &signal, 1);
+        *exitCode = 128 + signal;
+        QCoreApplication::exit(*exitCode);
+    });
+    for (int signal : { SIGINT, SIGTERM, SIGHUP }) {
+        struct sigaction action { };
+        action.sa_handler = onStopSignal;
+        ::sigaction(signal, &action, nullptr);
+    }
 }
 
 const char* usage
@@ -274,9 +345,12 @@ int main(int argc, char** argv)
     }
     if (parser.isSet(QStringLiteral("show-prompt")))
         writeOut(stderr, QStringLiteral("Prompt sent to %1:\n%2\n\n").arg(displayName(provider), prompt));
+    stopOnSignals(&exitCode);
     spawn(runGenerate(&providers, prompt, provider, configuration, &exitCode));
     app.exec();
-    // A used Claude worker is replaced in the background; nothing new should start on the way out.
+    // A used Claude worker is replaced in the background; nothing new should start on the way out,
+    // and nothing started may outlive the command: workers, their children, their folders.
     finishAllTasks(std::chrono::seconds(2));
+    ChildProcesses::shared().endAll(ManagedCLIProcess::killDelay);
     return exitCode;
 }

@@ -1,6 +1,6 @@
 #include "HttpReplyReader.h"
 
-#include "DescribedError.h"
+#include "NetworkError.h"
 
 namespace brindlet {
 
@@ -58,7 +58,7 @@ void HttpReplyReader::throwIfFailed() const
         throw PlatformError(QStringLiteral("The network request was released."));
     // An HTTP error status is for the caller to judge; only transport failures throw here.
     if (reply_->error() != QNetworkReply::NoError && !knownStatus())
-        throw PlatformError(reply_->errorString());
+        throw NetworkError(reply_->error(), reply_->errorString());
 }
 
 Task<std::optional<int>> HttpReplyReader::status()
@@ -89,7 +89,7 @@ Task<std::optional<QByteArray>> HttpReplyReader::nextLine()
         }
         if (finished_) {
             if (reply_ && reply_->error() != QNetworkReply::NoError)
-                throw PlatformError(reply_->errorString());
+                throw NetworkError(reply_->error(), reply_->errorString());
             if (buffer_.endsWith('\r'))
                 buffer_.chop(1);
             if (buffer_.isEmpty())

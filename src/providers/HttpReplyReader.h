@@ -24,10 +24,10 @@ public:
     HttpReplyReader& operator=(const HttpReplyReader&) = delete;
 
     // The HTTP status, once known; nullopt when the request ended without an HTTP answer.
-    // A transport failure before any answer is thrown as PlatformError with Qt's words.
+    // A transport failure before any answer is thrown as NetworkError with Qt's words.
     Task<std::optional<int>> status();
     // The next line of the body without its terminator ("\n", or "\r\n"); empty lines are
-    // skipped. nullopt at the end of the body. A transport failure is thrown as PlatformError.
+    // skipped. nullopt at the end of the body. A transport failure is thrown as NetworkError.
     Task<std::optional<QByteArray>> nextLine();
     // The rest of the body.
     Task<QByteArray> readAll();

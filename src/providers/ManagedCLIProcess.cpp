@@ -1,5 +1,6 @@
 #include "ManagedCLIProcess.h"
 
+#include "ChildProcesses.h"
 #include "Completion.h"
 #include "DescribedError.h"
 #include "ProviderError.h"
@@ -7,7 +8,6 @@
 
 #include <QDir>
 
-#include <csignal>
 #include <optional>
 
 namespace brindlet {
@@ -28,28 +28,11 @@ QString decodedTrimmed(const QByteArray& bytes)
 
 } // namespace
 
-std::shared_ptr<QProcess> makeProcess()
-{
-    return std::shared_ptr<QProcess>(new QProcess, [](QProcess* process) { process->deleteLater(); });
-}
-
-void terminateThenKill(const std::shared_ptr<QProcess>& process, Duration delay)
-{
-    if (!process || process->state() == QProcess::NotRunning)
-        return;
-    process->terminate();
-    const auto pid = pid_t(process->processId());
-    timerSource().schedule(delay, {}, [process, pid] {
-        if (process->state() != QProcess::NotRunning)
-            ::kill(pid, SIGKILL);
-    });
-}
-
 void ManagedCLIProcess::terminate(bool markTimedOut)
 {
     if (markTimedOut)
         didTimeOut_ = true;
-    terminateThenKill(process_, killDelay);
+    ChildProcesses::terminateThenKill(process_, killDelay);
 }
 
 Task<QString> ManagedCLIProcess::runToCompletion(CLIInvocation invocation, QString prompt)
@@ -60,13 +43,8 @@ Task<QString> ManagedCLIProcess::runToCompletion(CLIInvocation invocation, QStri
     const DirectoryRemoval removal { invocation.workingDirectory };
     auto terminateOnCancel = co_await onCancellation([this] { terminate(false); });
 
-    auto process = makeProcess();
+    auto process = ChildProcesses::make(invocation);
     process_ = process;
-    process->setProgram(invocation.executable);
-    process->setArguments(invocation.arguments);
-    process->setWorkingDirectory(invocation.workingDirectory);
-    if (invocation.environment)
-        process->setProcessEnvironment(*invocation.environment);
 
     // Both streams are read while the child runs, so it can never block on a full pipe.
     QByteArray output[2];
@@ -103,7 +81,7 @@ Task<QString> ManagedCLIProcess::runToCompletion(CLIInvocation invocation, QStri
         });
     struct Disconnect {
         QProcess* process;
-        ~Disconnect() { QObject::disconnect(process, nullptr, nullptr, nullptr); }
+        ~Disconnect() { QObject::disconnect(process, nullptr, process, nullptr); }
     } disconnectAtEnd { process.get() };
 
     process->start();

@@ -38,12 +38,4 @@ private:
     bool didTimeOut_ = false;
 };
 
-// A process object that is deleted from the event loop, never inside one of its own signals: a
-// task resumed by a signal may drop the last reference while the emitter still runs.
-std::shared_ptr<QProcess> makeProcess();
-
-// Terminates a child now and kills it after the delay if it is still running; the process
-// object is kept alive until then.
-void terminateThenKill(const std::shared_ptr<QProcess>& process, Duration delay);
-
 } // namespace brindlet

@@ -1,5 +1,6 @@
 #include "PersistentLineProcess.h"
 
+#include "ChildProcesses.h"
 #include "DescribedError.h"
 #include "ManagedCLIProcess.h"
 #include "ProviderError.h"
@@ -11,13 +12,13 @@ namespace brindlet {
 
 PersistentLineProcess::PersistentLineProcess(CLIInvocation invocation)
     : invocation_(std::move(invocation))
-    , process_(makeProcess())
+    , process_(ChildProcesses::make(invocation_))
 {
 }
 
 PersistentLineProcess::~PersistentLineProcess()
 {
-    QObject::disconnect(process_.get(), nullptr, nullptr, nullptr);
+    QObject::disconnect(process_.get(), nullptr, process_.get(), nullptr);
     if (isRunning())
         shutDown();
 }
@@ -28,11 +29,6 @@ Task<std::shared_ptr<PersistentLineProcess>> PersistentLineProcess::start(CLIInv
         throw PlatformError(QStringLiteral("Could not create the folder %1.").arg(invocation.workingDirectory));
     std::shared_ptr<PersistentLineProcess> self(new PersistentLineProcess(std::move(invocation)));
     QProcess* process = self->process_.get();
-    process->setProgram(self->invocation_.executable);
-    process->setArguments(self->invocation_.arguments);
-    process->setWorkingDirectory(self->invocation_.workingDirectory);
-    if (self->invocation_.environment)
-        process->setProcessEnvironment(*self->invocation_.environment);
 
     PersistentLineProcess* raw = self.get();
     QObject::connect(process, &QProcess::readyReadStandardOutput, process, [raw] { raw->readStandardOutput(); });
@@ -120,21 +116,15 @@ void PersistentLineProcess::shutDown()
         process_->closeWriteChannel();
         inputIsClosed_ = true;
     }
-    const QString directory = invocation_.workingDirectory;
     if (!isRunning()) {
         if (!directoryRemoved_)
-            QDir(directory).removeRecursively();
+            QDir(invocation_.workingDirectory).removeRecursively();
         directoryRemoved_ = true;
         return;
     }
-    terminateThenKill(process_, ManagedCLIProcess::killDelay);
+    // The directory goes with the child, at the latest when it is killed.
+    ChildProcesses::terminateThenKill(process_, ManagedCLIProcess::killDelay);
     directoryRemoved_ = true;
-    // The directory goes once the child has, and at the latest when it is killed.
-    auto process = process_;
-    QObject::connect(
-        process.get(), &QProcess::finished, process.get(), [directory] { QDir(directory).removeRecursively(); });
-    timerSource().schedule(
-        ManagedCLIProcess::killDelay, {}, [process, directory] { QDir(directory).removeRecursively(); });
 }
 
 } // namespace brindlet

@@ -100,9 +100,9 @@ size_t liveTaskCount()
 
 void finishAllTasks(Duration limit)
 {
-    cancelAllTasks();
     const auto end = Clock::now() + limit;
     while (!liveTasks().empty() && Clock::now() < end) {
+        cancelAllTasks(); // also those that unwinding tasks have just spawned
         QCoreApplication::sendPostedEvents();
         QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
     }

@@ -74,8 +74,27 @@ public:
         return file.readAll();
     }
 
-    // A process that no longer exists (not even as a zombie waiting to be reaped).
-    static bool isGone(qint64 pid) { return pid > 0 && ::kill(pid_t(pid), 0) != 0; }
+    // Every process the peers started: the programs and the grandchildren they forked.
+    QList<qint64> processIDs() const
+    {
+        QList<qint64> pids;
+        for (const QFileInfo& info :
+            QDir(records()).entryInfoList({ QStringLiteral("*.start"), QStringLiteral("*.grandchild") }, QDir::Files))
+            pids.append(info.baseName().toLongLong());
+        return pids;
+    }
+
+    // A process that no longer runs: gone, or dead and waiting for its parent to reap it.
+    static bool isGone(qint64 pid)
+    {
+        if (pid > 0 && ::kill(pid_t(pid), 0) != 0)
+            return true;
+        QFile stat(QStringLiteral("/proc/%1/stat").arg(pid));
+        if (!stat.open(QIODevice::ReadOnly))
+            return true;
+        const QByteArray fields = stat.readAll();
+        return fields.mid(fields.lastIndexOf(')') + 2, 1) == "Z";
+    }
 
 private:
     QTemporaryDir dir_;

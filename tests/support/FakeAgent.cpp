@@ -9,6 +9,8 @@
 //       out TEXT | raw TEXT | err TEXT  write a line to stdout, text to stdout, a line to stderr
 //       hex 0d 0a ...                  write raw bytes to stdout
 //       sleep MS | exit CODE | crash | hang | ignore-term
+//       fork-grandchild                 fork a child that ignores SIGTERM, keeps the pipes and
+//                                       waits forever; it records <pid>.grandchild
 //       flood-out BYTES | flood-err BYTES
 
 #include <chrono>
@@ -139,6 +141,14 @@ int main(int argc, char** argv)
         } else if (command == "hang") {
             for (;;)
                 pause();
+        } else if (command == "fork-grandchild") {
+            if (fork() == 0) {
+                std::signal(SIGTERM, SIG_IGN);
+                if (const std::string path = recordPath(".grandchild"); !path.empty())
+                    std::ofstream(path) << "\n";
+                for (;;)
+                    pause();
+            }
         } else if (command == "ignore-term") {
             std::signal(SIGTERM, SIG_IGN);
         } else if (command == "flood-out") {

@@ -174,20 +174,83 @@ TEST(BrindletCli, GenerateThroughTheClaudeWorker)
         EXPECT_TRUE(runUntil([&] { return AgentPeers::isGone(start[u"pid"_qs].toInteger()); }));
 }
 
-TEST(BrindletCli, GenerateFailureGivesTheProviderWordsAndAHint)
+// The "is Ollama running" hint only where nothing answered; a server that answered and then
+// failed is running, and the hint would send the user the wrong way.
+TEST(BrindletCli, GenerateFailureGivesTheProviderWordsAndAFittingHint)
 {
     FakeOllamaServer server;
-    server.respondWith(FakeResponse::lines({ "{\"error\":\"model 'ghost' not found\"}" }));
-    CliRun run = runCli({ u"generate"_qs, u"--instruction"_qs, u"Write a haiku"_qs, u"--ollama-url"_qs,
-        server.baseURL(), u"--ollama-model"_qs, u"ghost"_qs });
-    EXPECT_EQ(run.exitCode, 1);
-    EXPECT_TRUE(run.out.isEmpty());
-    EXPECT_EQ(run.err, QByteArray("brindlet-cli: model 'ghost' not found\n"));
+    FakeResponse dropped = FakeResponse::stream({ u"Half"_qs }, {}, false);
+    dropped.dropAfterChunks = true;
+    const std::tuple<FakeResponse, QString, QByteArray, bool> rows[] = {
+        { FakeResponse::lines({ "{\"error\":\"model 'ghost' not found\"}" }), server.baseURL(),
+            "brindlet-cli: model 'ghost' not found\n", false },
+        { dropped, server.baseURL(), "", false },
+        { FakeResponse::lines({ "not json" }), server.baseURL(), "", false },
+        { {}, u"http://127.0.0.1:%1"_qs.arg(closedLoopbackPort()), "brindlet-cli: Connection refused\n", true },
+    };
+    for (const auto& [response, url, expectedStart, hinted] : rows) {
+        server.respondWith(response);
+        const CliRun run = runCli({ u"generate"_qs, u"--instruction"_qs, u"Write a haiku"_qs, u"--ollama-url"_qs, url,
+            u"--ollama-model"_qs, u"ghost"_qs });
+        EXPECT_EQ(run.exitCode, 1);
+        EXPECT_TRUE(run.out.isEmpty());
+        const QByteArray err = run.err.mid(run.err.indexOf("brindlet-cli: "));
+        EXPECT_TRUE(err.startsWith(expectedStart)) << run.err.toStdString();
+        EXPECT_EQ(err.contains("Is Ollama running at"), hinted) << run.err.toStdString();
+    }
+}
 
-    run = runCli({ u"generate"_qs, u"--instruction"_qs, u"Write"_qs, u"--ollama-url"_qs,
-        u"http://127.0.0.1:%1"_qs.arg(closedLoopbackPort()) });
-    EXPECT_EQ(run.exitCode, 1);
-    EXPECT_TRUE(run.err.contains("brindlet-cli: Connection refused\nIs Ollama running at")) << run.err.toStdString();
+// Whatever the worker does (crash, hang, ignore SIGTERM, fork), and however the command ends (by
+// itself or by Ctrl-C), no process it started and no folder it made is left behind.
+TEST(BrindletCli, NothingItStartsOutlivesIt)
+{
+    const QString chunk
+        = uR"(out {"type":"stream_event","event":{"type":"content_block_delta","delta":{"type":"text_delta","text":"Hi"}}})"_qs;
+    const QString result = uR"(out {"type":"result","subtype":"success","is_error":false,"result":"Hi"})"_qs;
+    struct Row {
+        const char* name;
+        QStringList script;
+        bool interrupt; // the user presses Ctrl-C once the worker has the request
+        int runs;
+    };
+    const Row rows[] = {
+        { "crash", { u"if-arg stream-json read-line"_qs, u"crash"_qs }, false, 20 },
+        { "grandchild", { u"fork-grandchild"_qs, u"if-arg stream-json read-line"_qs, chunk, result, u"read-line"_qs },
+            false, 10 },
+        { "hang", { u"read-line"_qs, u"hang"_qs }, true, 5 },
+        { "ignoreTerm", { u"ignore-term"_qs, u"fork-grandchild"_qs, u"read-line"_qs, u"hang"_qs }, true, 3 },
+    };
+    for (const Row& row : rows) {
+        for (int run = 0; run < row.runs; ++run) {
+            AgentPeers peers;
+            peers.script(row.script);
+            QTemporaryDir temporary;
+            QProcess process;
+            QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+            environment.insert(u"XDG_CONFIG_HOME"_qs, configHome().path());
+            environment.insert(u"TMPDIR"_qs, temporary.path());
+            process.setProcessEnvironment(environment);
+            process.start(QStringLiteral(BRINDLET_CLI_PATH),
+                { u"generate"_qs, u"--provider"_qs, u"claude"_qs, u"--instruction"_qs, u"Say hi"_qs });
+            process.closeWriteChannel();
+            if (row.interrupt) {
+                ASSERT_TRUE(runUntil([&] { return !QDir(peers.records()).entryList({ u"*.stdin"_qs }).isEmpty(); }))
+                    << row.name;
+                ::kill(pid_t(process.processId()), SIGINT);
+            }
+            ASSERT_TRUE(runUntil([&] { return process.state() == QProcess::NotRunning; }, 20s)) << row.name;
+            EXPECT_EQ(process.exitCode(),
+                row.interrupt                     ? 128 + SIGINT
+                    : row.script.contains(result) ? 0
+                                                  : 1)
+                << row.name << process.readAllStandardError().toStdString();
+            // A process killed just before the command exited may take a moment to die.
+            for (const qint64 pid : peers.processIDs())
+                EXPECT_TRUE(runUntil([pid] { return AgentPeers::isGone(pid); }, 5s)) << row.name << " left " << pid;
+            EXPECT_EQ(QDir(temporary.path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList())
+                << row.name;
+        }
+    }
 }
 
 } // namespace
