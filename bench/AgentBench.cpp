@@ -1,6 +1,7 @@
 // Time from generate to the first text with a warm Claude worker, against a cold one-shot run
-// of the same fake program that sleeps 300 ms at start-up; and the resolver's cached lookup
-// against an uncached one.
+// of the same fake program that sleeps 300 ms at start-up; the resolver's cached lookup against
+// an uncached one; and brindlet-cli streaming 5 MiB as 1 KiB deltas against the same bytes as one
+// delta, which stays near 1 only while each delta costs its own size and not the whole text.
 
 #include "AgentPeers.h"
 #include "ClaudeWarmWorkerClient.h"
@@ -10,6 +11,7 @@
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
+#include <QProcess>
 
 using namespace brindlet;
 using namespace brindlet::test;
@@ -96,6 +98,44 @@ void resolverUncached(benchmark::State& state)
 BENCHMARK(resolverCached)->Unit(benchmark::kMicrosecond);
 BENCHMARK(resolverUncached)->Unit(benchmark::kMicrosecond);
 
+// The whole command, as a user runs it, against a fake Claude that streams the text as given.
+void cliStream(benchmark::State& state, qsizetype deltaSize)
+{
+    constexpr qsizetype total = 5 * 1024 * 1024;
+    AgentPeers peers;
+    QStringList script { u"read-line"_qs };
+    const QString delta(deltaSize, QLatin1Char('x'));
+    for (qsizetype sent = 0; sent < total; sent += deltaSize)
+        script
+            << uR"(out {"type":"stream_event","event":{"type":"content_block_delta","delta":{"type":"text_delta","text":"%1"}}})"_qs
+                   .arg(delta);
+    script << uR"(out {"type":"result","subtype":"success","is_error":false,"result":"%1"})"_qs.arg(
+        QString(total, QLatin1Char('x')));
+    script << u"read-line"_qs;
+    peers.script(script);
+    for (auto _ : state) {
+        QProcess cli;
+        cli.setStandardOutputFile(QProcess::nullDevice());
+        cli.setStandardErrorFile(QProcess::nullDevice());
+        cli.start(QStringLiteral(BRINDLET_CLI_PATH),
+            { u"generate"_qs, u"--provider"_qs, u"claude"_qs, u"--instruction"_qs, u"Write"_qs });
+        cli.closeWriteChannel();
+        cli.waitForFinished(120'000);
+        if (cli.exitCode() != 0)
+            state.SkipWithError("brindlet-cli failed");
+    }
+}
+void cliStreamIn1KiBDeltas(benchmark::State& state)
+{
+    cliStream(state, 1024);
+}
+void cliStreamInOneDelta(benchmark::State& state)
+{
+    cliStream(state, 5 * 1024 * 1024);
+}
+BENCHMARK(cliStreamIn1KiBDeltas)->Unit(benchmark::kMillisecond)->Iterations(3);
+BENCHMARK(cliStreamInOneDelta)->Unit(benchmark::kMillisecond)->Iterations(3);
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -106,5 +146,7 @@ int main(int argc, char** argv)
             { "warm worker first delta vs cold one-shot (300 ms start-up)",
                 "warmWorkerFirstDelta/iterations:10/manual_time", "coldOneShotFirstText/iterations:10/manual_time" },
             { "resolver cached vs uncached lookup", "resolverCached", "resolverUncached" },
+            { "brindlet-cli: 5 MiB in 1 KiB deltas vs in one delta", "cliStreamIn1KiBDeltas/iterations:3",
+                "cliStreamInOneDelta/iterations:3" },
         });
 }

@@ -140,7 +140,9 @@ Task<QString> ClaudeWarmWorkerClient::runRequest(QString prompt, Duration timeou
 
     // Hold the worker for the request: finishRequest may replace the field meanwhile.
     const std::shared_ptr<PersistentLineProcess> worker = worker_;
-    QString accumulated, lastShown;
+    // The last text shown is always the accumulator itself; keeping a second copy of it would
+    // make every append copy the whole text.
+    QString accumulated;
     for (;;) {
         co_await checkCancellation();
         const QString line = co_await worker->reader().next(timeout);
@@ -149,13 +151,12 @@ Task<QString> ClaudeWarmWorkerClient::runRequest(QString prompt, Duration timeou
         case StreamEvent::Kind::delta:
             accumulated += event.text;
             co_await onPartialText(accumulated);
-            lastShown = accumulated;
             break;
         case StreamEvent::Kind::final: {
             const QString text = event.text.trimmed();
             if (text.isEmpty())
                 throw ProviderError::emptyResponse();
-            if (text != lastShown)
+            if (text != accumulated)
                 co_await onPartialText(text);
             co_return text;
         }

@@ -127,6 +127,14 @@ TEST_F(ClaudeWorker, WarmRequestStreamsAndTheNextOneRunsOnAFreshStartedWorker)
     EXPECT_FALSE(peers.input(second).isEmpty());
 }
 
+TEST_F(ClaudeWorker, AFinalTextEqualToTheLastPreviewIsNotShownAgain)
+{
+    peers.script({ u"read-line"_qs, deltaLine(u"Hi"_qs), deltaLine(u" there"_qs), resultLine(u"Hi there\\n"_qs),
+        u"read-line"_qs });
+    EXPECT_EQ(outcome(), u"ok:Hi there"_qs);
+    EXPECT_EQ(previews, (QStringList { u"Hi"_qs, u"Hi there"_qs }));
+}
+
 struct FailureCase {
     const char* name;
     QStringList script;
