@@ -1,18 +1,25 @@
 #pragma once
 
-#include <cstdint>
+#include <memory>
 
 namespace brindlet {
+
+// A key chord whose events have all been made before any is posted, so that a chord that cannot
+// be made in full posts nothing and never leaves a key down.
+class KeyChord {
+public:
+    virtual ~KeyChord() = default;
+    virtual void postKeyDown() = 0;
+    virtual void postKeyUp() = 0;
+};
 
 // Synthetic key events, delivered to the frontmost application as if typed.
 class KeyEventPosting {
 public:
-    static constexpr std::uint16_t keyCodeV = 9;
-    static constexpr std::uint64_t commandFlag = 0x100000;
-
     virtual ~KeyEventPosting() = default;
-    // False when the event could not be made.
-    virtual bool postKeyEvent(std::uint16_t keyCode, bool keyDown, std::uint64_t flags) = 0;
+    // The chord that pastes the clipboard in the frontmost application (Command-V on the Mac,
+    // Ctrl+V on Linux); null when its events cannot be made.
+    virtual std::unique_ptr<KeyChord> makePasteChord() = 0;
 };
 
 } // namespace brindlet

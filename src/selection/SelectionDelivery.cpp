@@ -199,10 +199,12 @@ bool SelectionService::postPasteShortcut(std::int32_t processID)
     const auto frontmost = platform_.workspace->frontmostApplication();
     if (!frontmost || frontmost->processIdentifier != processID)
         return false;
-    if (!platform_.keyEvents->postKeyEvent(KeyEventPosting::keyCodeV, true, KeyEventPosting::commandFlag))
+    const std::unique_ptr<KeyChord> chord = platform_.keyEvents->makePasteChord();
+    if (!chord)
         return false;
+    chord->postKeyDown();
     QThread::msleep(keyChordGap);
-    platform_.keyEvents->postKeyEvent(KeyEventPosting::keyCodeV, false, KeyEventPosting::commandFlag);
+    chord->postKeyUp();
     logInfo(QStringLiteral("Posted guarded paste shortcut pid=%1").arg(processID));
     return true;
 }

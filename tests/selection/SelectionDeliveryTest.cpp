@@ -74,7 +74,7 @@ struct DeliveryCase {
     std::variant<QString, Kind> expected;
     QString documentAfter;
     std::optional<QString> clipboardAfter; // nullopt: the user's clipboard, every type of it
-    int pastes;
+    QStringList keyEvents; // what was posted, and to which process
 };
 BRINDLET_PRINT_CASE_NAME(DeliveryCase)
 
@@ -91,22 +91,24 @@ TEST_P(GuardedDelivery, ProvesBeforeAndAfterWriting)
         EXPECT_EQ(s.desktop.clipboardText(), c.clipboardAfter);
     else
         EXPECT_EQ(s.desktop.items(), QList<PasteboardItem> { userClipboard });
-    EXPECT_EQ(s.field->pastes, c.pastes);
+    EXPECT_EQ(s.desktop.postedKeyEvents, c.keyEvents);
 }
 
 const QString original = u"Hello wrld, again"_qs;
 const QString fixed = u"Hello world, again"_qs;
 const QString replaced = u"Replaced the selected text."_qs;
 const auto nothing = [](DeliveryScene&) {};
+const QStringList noKeys;
+const QStringList pasteChord { u"down pid=501"_qs, u"up pid=501"_qs };
 using enum DeliveryPreference;
 
 INSTANTIATE_TEST_SUITE_P(
     Delivery, GuardedDelivery,
     ::testing::Values(
-        DeliveryCase{"emptyResult", nothing, u""_qs, copy, Kind::emptyResult, original, std::nullopt, 0},
+        DeliveryCase{"emptyResult", nothing, u""_qs, copy, Kind::emptyResult, original, std::nullopt, noKeys},
         DeliveryCase{"copyNeverLooksAtTheTarget", [](auto& s) { s.desktop.removeApplication(501); }, u"world"_qs, copy,
-                     u"Copied to the clipboard."_qs, original, u"world"_qs, 0},
-        DeliveryCase{"directWriteVerified", nothing, u"world"_qs, smart, replaced, fixed, std::nullopt, 0},
+                     u"Copied to the clipboard."_qs, original, u"world"_qs, noKeys},
+        DeliveryCase{"directWriteVerified", nothing, u"world"_qs, smart, replaced, fixed, std::nullopt, noKeys},
         DeliveryCase{"notSettable",
                      [](auto& s) {
                          auto target = std::make_shared<SelectionTarget>(*s.snapshot.target);
@@ -114,11 +116,11 @@ INSTANTIATE_TEST_SUITE_P(
                          s.snapshot.target = target;
                      },
                      u"world"_qs, replace,
-                     Kind::targetUnavailable, original, std::nullopt, 0},
+                     Kind::targetUnavailable, original, std::nullopt, noKeys},
         DeliveryCase{"processGone", [](auto& s) { s.desktop.removeApplication(501); }, u"world"_qs, replace,
-                     Kind::targetUnavailable, original, std::nullopt, 0},
+                     Kind::targetUnavailable, original, std::nullopt, noKeys},
         DeliveryCase{"refusesToComeToTheFront", [](auto& s) { s.desktop.application(501).refusesFront = true; },
-                     u"world"_qs, replace, Kind::targetUnavailable, original, std::nullopt, 0},
+                     u"world"_qs, replace, Kind::targetUnavailable, original, std::nullopt, noKeys},
         DeliveryCase{"quitsWhileActivating",
                      [](auto& s) {
                          s.desktop.onActivate = [&s](std::int32_t pid) {
@@ -126,22 +128,22 @@ INSTANTIATE_TEST_SUITE_P(
                              s.desktop.removeApplication(pid);
                          };
                      },
-                     u"world"_qs, replace, Kind::targetUnavailable, original, std::nullopt, 0},
+                     u"world"_qs, replace, Kind::targetUnavailable, original, std::nullopt, noKeys},
         DeliveryCase{"selectionChangedInTheSource", [](auto& s) { s.field->selection = {0, 5}; }, u"world"_qs,
-                     replace, Kind::targetChanged, original, std::nullopt, 0},
+                     replace, Kind::targetChanged, original, std::nullopt, noKeys},
         DeliveryCase{"selectedTextChangedInPlace", [](auto& s) { s.field->value = u"Hello WRLD, again"_qs; },
-                     u"world"_qs, replace, Kind::targetChanged, u"Hello WRLD, again"_qs, std::nullopt, 0},
+                     u"world"_qs, replace, Kind::targetChanged, u"Hello WRLD, again"_qs, std::nullopt, noKeys},
         DeliveryCase{"insertOverASelectionIsRefused", nothing, u"world"_qs, insert, Kind::targetChanged, original,
-                     std::nullopt, 0},
+                     std::nullopt, noKeys},
         DeliveryCase{"writeChangesNothingSoPaste",
                      [](auto& s) { s.field->writeBehaviour = simulated::SimElement::WriteBehaviour::changesNothing; },
-                     u"world"_qs, replace, replaced, fixed, std::nullopt, 1},
+                     u"world"_qs, replace, replaced, fixed, std::nullopt, pasteChord},
         DeliveryCase{"writeRefusedSoPaste",
                      [](auto& s) { s.field->writeBehaviour = simulated::SimElement::WriteBehaviour::refuses; },
-                     u"world"_qs, replace, replaced, fixed, std::nullopt, 1},
+                     u"world"_qs, replace, replaced, fixed, std::nullopt, pasteChord},
         DeliveryCase{"selectionCollapsesAfterWriteNoPaste",
                      [](auto& s) { s.field->writeBehaviour = simulated::SimElement::WriteBehaviour::collapsesSelection; },
-                     u"world"_qs, replace, Kind::deliveryRejected, u"Hello , again"_qs, std::nullopt, 0},
+                     u"world"_qs, replace, Kind::deliveryRejected, u"Hello , again"_qs, std::nullopt, noKeys},
         DeliveryCase{"clipboardManagerRewritesWithin300ms",
                      [](auto& s) {
                          s.field->writeBehaviour = simulated::SimElement::WriteBehaviour::refuses;
@@ -150,7 +152,7 @@ INSTANTIATE_TEST_SUITE_P(
                              timerSource().schedule(100ms, {}, [&s] { s.desktop.setString(u"manager's copy"_qs); });
                          };
                      },
-                     u"world"_qs, replace, replaced, fixed, u"manager's copy"_qs, 1},
+                     u"world"_qs, replace, replaced, fixed, u"manager's copy"_qs, pasteChord},
         DeliveryCase{"userSwitchesAppMidPaste",
                      [](auto& s) {
                          s.field->writeBehaviour = simulated::SimElement::WriteBehaviour::refuses;
@@ -160,25 +162,25 @@ INSTANTIATE_TEST_SUITE_P(
                              s.desktop.bringToFront(502);
                          };
                      },
-                     u"world"_qs, replace, Kind::deliveryRejected, original, std::nullopt, 0},
+                     u"world"_qs, replace, Kind::deliveryRejected, original, std::nullopt, noKeys},
         DeliveryCase{"pasteIgnored",
                      [](auto& s) {
                          s.field->writeBehaviour = simulated::SimElement::WriteBehaviour::refuses;
                          s.field->acceptsPaste = false;
                      },
-                     u"world"_qs, replace, Kind::deliveryRejected, original, std::nullopt, 0},
+                     u"world"_qs, replace, Kind::deliveryRejected, original, std::nullopt, pasteChord},
         DeliveryCase{"clipboardWriteFails",
                      [](auto& s) {
                          s.field->writeBehaviour = simulated::SimElement::WriteBehaviour::refuses;
                          s.desktop.setStringFails = true;
                      },
-                     u"world"_qs, replace, Kind::deliveryRejected, original, std::nullopt, 0},
-        DeliveryCase{"keyEventsCannotBeMade",
+                     u"world"_qs, replace, Kind::deliveryRejected, original, std::nullopt, noKeys},
+        DeliveryCase{"keyUpCannotBeMade",
                      [](auto& s) {
                          s.field->writeBehaviour = simulated::SimElement::WriteBehaviour::refuses;
-                         s.desktop.keyEventsFail = true;
+                         s.desktop.keyUpCannotBeMade = true;
                      },
-                     u"world"_qs, replace, Kind::deliveryRejected, original, std::nullopt, 0}),
+                     u"world"_qs, replace, Kind::deliveryRejected, original, std::nullopt, noKeys}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(GuardedDeliveryCursor, SmartInsertsAtTheCursorAndReplaceIsRefused)
@@ -188,10 +190,18 @@ TEST(GuardedDeliveryCursor, SmartInsertsAtTheCursorAndReplaceIsRefused)
         EXPECT_EQ(s.deliver(u"Ada 👩‍💻"_qs, smart), Outcome(u"Inserted at the saved cursor."_qs));
         EXPECT_EQ(s.field->value, u"Dear Ada 👩‍💻, thanks"_qs);
     }
+    {
+        DeliveryScene s(u"Dear , thanks"_qs, { 5, 0 });
+        EXPECT_EQ(s.deliver(u"Ada"_qs, replace), Outcome(Kind::targetChanged));
+        EXPECT_EQ(s.desktop.application(501).activations, 1); // brought forward, then nothing written
+        EXPECT_EQ(s.field->writes, 0);
+    }
+    // A moved cursor selects "" before and after: the range alone tells that it moved.
     DeliveryScene s(u"Dear , thanks"_qs, { 5, 0 });
-    EXPECT_EQ(s.deliver(u"Ada"_qs, replace), Outcome(Kind::targetChanged));
-    EXPECT_EQ(s.desktop.application(501).activations, 1); // brought forward, then nothing written
+    s.field->selection = { 7, 0 };
+    EXPECT_EQ(s.deliver(u"Ada"_qs, insert), Outcome(Kind::targetChanged));
     EXPECT_EQ(s.field->writes, 0);
+    EXPECT_EQ(s.field->value, u"Dear , thanks"_qs);
 }
 
 TEST(GuardedDeliveryText, CountsUtf16UnitsOutsideTheBasicPlane)

@@ -466,24 +466,39 @@ std::optional<QString> SimulatedDesktop::clipboardText() const
 
 // ---- KeyEventPosting ----
 
-bool SimulatedDesktop::postKeyEvent(std::uint16_t keyCode, bool keyDown, std::uint64_t flags)
-{
-    if (keyEventsFail)
-        return false;
-    const std::int32_t target = frontmost_.value_or(0);
-    postedKeyEvents
-        << QStringLiteral("%1 pid=%2").arg(keyDown ? QStringLiteral("down") : QStringLiteral("up")).arg(target);
-    // Command-V pastes the clipboard's text into the frontmost application's focused element.
-    if (!keyDown || keyCode != KeyEventPosting::keyCodeV || flags != KeyEventPosting::commandFlag)
-        return true;
-    auto it = applications_.find(target);
-    auto focused = it == applications_.end() ? nullptr : it->second.focusedElement.lock();
-    const auto text = clipboardText();
-    if (focused && focused->isText && focused->selectedTextSettable && focused->acceptsPaste && text) {
-        ++focused->pastes;
-        focused->replaceSelection(*text);
+namespace {
+// Command-V: on key-down the clipboard's text goes into the frontmost application's focused
+// element, if it takes pastes.
+class SimulatedPasteChord final : public KeyChord {
+public:
+    explicit SimulatedPasteChord(std::function<void(bool)> post)
+        : post_(std::move(post))
+    {
     }
-    return true;
+    void postKeyDown() override { post_(true); }
+    void postKeyUp() override { post_(false); }
+
+private:
+    std::function<void(bool)> post_;
+};
+} // namespace
+
+std::unique_ptr<KeyChord> SimulatedDesktop::makePasteChord()
+{
+    if (keyUpCannotBeMade)
+        return nullptr;
+    return std::make_unique<SimulatedPasteChord>([this](bool keyDown) {
+        const std::int32_t target = frontmost_.value_or(0);
+        postedKeyEvents
+            << QStringLiteral("%1 pid=%2").arg(keyDown ? QStringLiteral("down") : QStringLiteral("up")).arg(target);
+        auto it = applications_.find(target);
+        auto focused = it == applications_.end() ? nullptr : it->second.focusedElement.lock();
+        const auto text = clipboardText();
+        if (keyDown && focused && focused->isText && focused->selectedTextSettable && focused->acceptsPaste && text) {
+            ++focused->pastes;
+            focused->replaceSelection(*text);
+        }
+    });
 }
 
 void SimulatedDesktop::log(Level level, const QString& category, const QString& message)

@@ -120,7 +120,7 @@ public:
     std::optional<QPointF> pointer;
     std::uint64_t mouseButtons = 0;
     bool setStringFails = false;
-    bool keyEventsFail = false;
+    bool keyUpCannotBeMade = false; // so the paste chord cannot be made in full
     // Called after each write to the clipboard, with the new change count: for clipboard
     // managers and users who act while a paste is under way.
     std::function<void(qint64)> onClipboardWrite;
@@ -170,7 +170,7 @@ public:
     std::optional<QString> clipboardText() const;
 
     // ---- KeyEventPosting ----
-    bool postKeyEvent(std::uint16_t keyCode, bool keyDown, std::uint64_t flags) override;
+    std::unique_ptr<KeyChord> makePasteChord() override;
 
     // ---- PointerServing ----
     std::optional<QPointF> pointerLocation() override { return pointer; }
