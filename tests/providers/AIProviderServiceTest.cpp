@@ -2,6 +2,7 @@
 #include "DescribedError.h"
 #include "EventLoop.h"
 #include "FakeOllamaServer.h"
+#include "ProviderError.h"
 
 #include "Printers.h"
 
@@ -59,6 +60,24 @@ TEST(AIProviderService, AgentProvidersSayTheyAreNotAvailableYet)
         }
         EXPECT_EQ(runTask(service.readiness(kind, {})).detail, expected);
     }
+}
+
+// Each sign-in word, in any case, makes a failure a sign-in failure, whatever its type; other
+// words do not.
+TEST(AIProviderService, SignInWordsMakeASignInFailure)
+{
+    const std::pair<std::exception_ptr, bool> rows[] = {
+        { std::make_exception_ptr(ProviderError::unavailable(u"Could not AUTHENTICATE you"_qs)), true },
+        { std::make_exception_ptr(ProviderError::unavailable(u"Authentication required"_qs)), true },
+        { std::make_exception_ptr(PlatformError(u"OAuth token expired"_qs)), true },
+        { std::make_exception_ptr(ProviderError::unavailable(u"You are not signed in."_qs)), true },
+        { std::make_exception_ptr(ProviderError::unavailable(u"Please log in again"_qs)), true },
+        { std::make_exception_ptr(ProviderError::unavailable(u"The CLI process ended unexpectedly."_qs)), false },
+        { std::make_exception_ptr(ProviderError::unavailable(u"Not logged in"_qs)), false },
+        { std::make_exception_ptr(ProviderError::timedOut()), false },
+    };
+    for (const auto& [error, signIn] : rows)
+        EXPECT_EQ(AIProviderService::isAuthenticationFailure(error), signIn) << describe(error).toStdString();
 }
 
 TEST(AIProviderService, PrepareSwallowsOllamaFailures)

@@ -24,7 +24,7 @@ CLIInvocation fakeInvocation(const AgentPeers& peers, QStringList arguments = { 
 QString outcome(ManagedCLIProcess& process, CLIInvocation invocation, const QString& prompt)
 {
     try {
-        return u"ok:"_qs + runTask(process.runToCompletion(std::move(invocation), prompt), 20s);
+        return u"ok:"_qs + runTask(process.runToCompletion(std::move(invocation), prompt), 10s);
     } catch (...) {
         return describe(std::current_exception());
     }
@@ -43,7 +43,9 @@ TEST_P(OneShotRun, ReportsWhatTheDesignSays)
 {
     AgentPeers peers;
     peers.script(GetParam().script);
-    ManagedCLIProcess process(10s);
+    // Far beyond the wait for the outcome: an over-limit child must be stopped at once, not by
+    // the time-out.
+    ManagedCLIProcess process(60s);
     const CLIInvocation invocation = fakeInvocation(peers);
     EXPECT_EQ(outcome(process, invocation, u"Fix this"_qs), GetParam().expected);
     EXPECT_FALSE(QFileInfo::exists(invocation.workingDirectory));

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <type_traits>
@@ -32,11 +33,16 @@ void drainEvents(int turns = 5);
 namespace detail {
 template <class T> struct Outcome {
     std::optional<T> value;
+    std::exception_ptr error;
+    bool done = false;
 };
 template <> struct Outcome<void> {
+    std::exception_ptr error;
+    bool done = false;
 };
 
-template <class T> Task<void> storeOutcome(Task<T> task, Outcome<T>* outcome, std::exception_ptr* error, bool* done)
+// Holds its outcome by shared ownership: a task that outlives its caller writes nowhere stale.
+template <class T> Task<void> storeOutcome(Task<T> task, std::shared_ptr<Outcome<T>> outcome)
 {
     try {
         if constexpr (std::is_void_v<T>)
@@ -44,25 +50,28 @@ template <class T> Task<void> storeOutcome(Task<T> task, Outcome<T>* outcome, st
         else
             outcome->value.emplace(co_await task);
     } catch (...) {
-        *error = std::current_exception();
+        outcome->error = std::current_exception();
     }
-    *done = true;
+    outcome->done = true;
 }
 } // namespace detail
 
-// Runs a task to its end on the event loop and returns its value or rethrows its error.
+// Runs a task to its end on the event loop and returns its value or rethrows its error. A task
+// that does not finish in time is cancelled and unwound before this throws, since it may hold
+// references to the caller's locals.
 template <class T> T runTask(Task<T> task, std::chrono::milliseconds timeout = std::chrono::seconds(30))
 {
-    detail::Outcome<T> outcome;
-    std::exception_ptr error;
-    bool finished = false;
-    spawn(detail::storeOutcome(std::move(task), &outcome, &error, &finished));
-    if (!runUntil([&] { return finished; }, timeout))
+    auto outcome = std::make_shared<detail::Outcome<T>>();
+    const TaskHandle handle = spawn(detail::storeOutcome(std::move(task), outcome));
+    if (!runUntil([&] { return outcome->done; }, timeout)) {
+        handle.cancel();
+        runUntil([&] { return outcome->done; }, std::chrono::seconds(5));
         throw std::runtime_error("task did not finish in time");
-    if (error)
-        std::rethrow_exception(error);
+    }
+    if (outcome->error)
+        std::rethrow_exception(outcome->error);
     if constexpr (!std::is_void_v<T>)
-        return std::move(*outcome.value);
+        return std::move(*outcome->value);
 }
 
 } // namespace brindlet::test
