@@ -13,6 +13,7 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
+#include <algorithm>
 #include <csignal>
 
 namespace brindlet::test {
@@ -51,19 +52,21 @@ public:
         file.write(lines.join(QLatin1Char('\n')).toUtf8() + '\n');
     }
 
-    // Every recorded start, oldest first by process id order of the records.
+    // Every recorded start, oldest first: in process id order, which, unlike file times, never
+    // ties between two quick starts.
     QList<QJsonObject> starts() const
     {
         QList<QJsonObject> result;
-        QFileInfoList files
-            = QDir(records()).entryInfoList({ QStringLiteral("*.start") }, QDir::Files, QDir::Time | QDir::Reversed);
-        for (const QFileInfo& info : files) {
+        for (const QFileInfo& info : QDir(records()).entryInfoList({ QStringLiteral("*.start") }, QDir::Files)) {
             QFile file(info.filePath());
             file.open(QIODevice::ReadOnly);
             QJsonObject object = QJsonDocument::fromJson(file.readAll()).object();
             object.insert(QStringLiteral("pid"), info.baseName().toLongLong());
             result.append(object);
         }
+        std::sort(result.begin(), result.end(), [](const QJsonObject& a, const QJsonObject& b) {
+            return a[QStringLiteral("pid")].toInteger() < b[QStringLiteral("pid")].toInteger();
+        });
         return result;
     }
 
