@@ -139,6 +139,32 @@ TEST_F(AppModelHUD, CopyShowsCopiedThenDismissesAfter700ms)
     EXPECT_FALSE(model.hasResult()); // confirmation ends the session
 }
 
+TEST_F(AppModelHUD, ConfirmationTimeOutLeavesAPhaseThatMovedOn)
+{
+    reachReview();
+    model.copyResult();
+    h.openHUD(u"Next text"_qs); // the user starts over within 0.7 s
+    ASSERT_EQ(model.quickHUDPhase(), compose);
+    h.clock.advance(1s);
+    drainEvents();
+    EXPECT_EQ(model.quickHUDPhase(), compose);
+}
+
+TEST_F(AppModelHUD, AFailedDeliveryFromTheWorkspaceStaysThereWithTheReason)
+{
+    model.setSnapshot(AppModelHarness::snapshot(u"Some text"_qs));
+    model.setInstruction(u"improve"_qs);
+    model.generate();
+    h.awaitGeneration()->finish(u"Better"_qs);
+    ASSERT_TRUE(runUntil([&] { return !model.isGenerating(); }));
+    h.selection.deliveryFailure = SelectionError::Kind::targetChanged;
+    model.deliver();
+    ASSERT_TRUE(runUntil([&] { return !model.isDelivering(); }));
+    EXPECT_EQ(model.quickHUDPhase(), bubble);
+    EXPECT_EQ(model.statusMessage(), SelectionError(SelectionError::Kind::targetChanged).description());
+    EXPECT_EQ(model.result(), u"Better"_qs);
+}
+
 TEST_F(AppModelHUD, CopyInTheWorkspaceSetsTheSentenceAndStays)
 {
     model.setInstruction(u"Write"_qs);

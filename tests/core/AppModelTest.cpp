@@ -304,6 +304,22 @@ TEST_F(AppModelGeneration, AnswerFromACancelledTaskIsIgnored)
     EXPECT_FALSE(model.resultContext());
 }
 
+// Cancelled from outside while its request is still the active one: only the task's own
+// cancellation tells the model to drop the answer.
+TEST_F(AppModelGeneration, AnswerOfACancelledTaskIsIgnoredWhileItsRequestIsActive)
+{
+    h.openHUD(u"text"_qs);
+    model.setInstruction(u"go"_qs);
+    model.generate();
+    auto generation = h.awaitGeneration();
+    generation->answerDespiteCancellation = u"stale"_qs;
+    cancelAllTasks();
+    ASSERT_TRUE(runUntil([&] { return generation->ended; }));
+    drainEvents();
+    EXPECT_TRUE(model.result().isEmpty());
+    EXPECT_FALSE(model.resultContext());
+}
+
 TEST_F(AppModelGeneration, ReplacedGenerationNeitherFinishesNorCancelsTheNewOne)
 {
     h.openHUD(u"text"_qs);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "SelectionError.h"
+
 // Recording doubles for the model's collaborators. They do what a test scripts and write down
 // every call, in order, so that tests can assert on what the model asked of the world.
 
@@ -39,9 +41,12 @@ public:
         return nextCapture;
     }
     void requestAccessibilityAccess() override { calls << QStringLiteral("requestAccessibilityAccess"); }
+    std::optional<SelectionError::Kind> deliveryFailure;
     Task<QString> deliver(QString, SelectionSnapshot, DeliveryPreference) override
     {
         calls << QStringLiteral("deliver");
+        if (deliveryFailure)
+            throw SelectionError(*deliveryFailure);
         co_return QString();
     }
     bool hasVisibleCharacters(const QString& text) const override { return !text.trimmed().isEmpty(); }
