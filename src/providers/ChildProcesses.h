@@ -30,7 +30,6 @@ public:
     // Terminates every live group, waits up to grace for them, kills what remains and removes
     // every working directory. Blocks; for the end of the program.
     void endAll(Duration grace);
-    size_t count() const { return groups_.size(); }
 
 private:
     struct Child {

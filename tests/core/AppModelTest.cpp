@@ -291,33 +291,22 @@ INSTANTIATE_TEST_SUITE_P(AppModel, CancelGeneration,
         CancelCase { "reportedWhileIdle", false, true, std::nullopt, 0 }),
     [](const auto& info) { return std::string(info.param.name); });
 
+// Cancelled by the user (the request is cleared too), or from outside while its request is still
+// the active one (only the task's own cancellation tells the model to drop the answer).
 TEST_F(AppModelGeneration, AnswerFromACancelledTaskIsIgnored)
 {
-    model.setInstruction(u"go"_qs);
-    model.generate();
-    auto generation = h.awaitGeneration();
-    generation->answerDespiteCancellation = u"stale"_qs;
-    model.cancelGeneration(false);
-    ASSERT_TRUE(runUntil([&] { return generation->ended; }));
-    drainEvents();
-    EXPECT_TRUE(model.result().isEmpty());
-    EXPECT_FALSE(model.resultContext());
-}
-
-// Cancelled from outside while its request is still the active one: only the task's own
-// cancellation tells the model to drop the answer.
-TEST_F(AppModelGeneration, AnswerOfACancelledTaskIsIgnoredWhileItsRequestIsActive)
-{
-    h.openHUD(u"text"_qs);
-    model.setInstruction(u"go"_qs);
-    model.generate();
-    auto generation = h.awaitGeneration();
-    generation->answerDespiteCancellation = u"stale"_qs;
-    cancelAllTasks();
-    ASSERT_TRUE(runUntil([&] { return generation->ended; }));
-    drainEvents();
-    EXPECT_TRUE(model.result().isEmpty());
-    EXPECT_FALSE(model.resultContext());
+    const std::function<void()> cancels[] = { [&] { model.cancelGeneration(false); }, [] { cancelAllTasks(); } };
+    for (const auto& cancel : cancels) {
+        model.setInstruction(u"go"_qs);
+        model.generate();
+        auto generation = h.awaitGeneration(h.provider.generations.size());
+        generation->answerDespiteCancellation = u"stale"_qs;
+        cancel();
+        ASSERT_TRUE(runUntil([&] { return generation->ended; }));
+        drainEvents();
+        EXPECT_TRUE(model.result().isEmpty());
+        EXPECT_FALSE(model.resultContext());
+    }
 }
 
 TEST_F(AppModelGeneration, ReplacedGenerationNeitherFinishesNorCancelsTheNewOne)
