@@ -115,12 +115,13 @@ void AppModel::replaceWithFix(const QString& text, const GenerationRequest& requ
 void AppModel::finishQuickFixDelivery(const QString& text, const GenerationRequest& request,
     const std::optional<QString>& status, const std::exception_ptr& error)
 {
-    // Superseded: whatever replaced the session has already reset isDelivering.
+    setIsDelivering(false);
+    deliveryTask_.reset();
+    // Superseded: a new session cancels this task, so only a regeneration that replaced the result
+    // gets here. It stands; the old write neither confirms nor counts.
     if (!resultContext_ || !resultContext_->snapshot || resultContext_->snapshot->id != request.snapshot->id
         || result_ != text)
         return;
-    setIsDelivering(false);
-    deliveryTask_.reset();
     AnalyticsDimensions dimensions = quickFixDimensions(std::nullopt);
     dimensions.provider = wireName(request.provider);
     if (!status) {

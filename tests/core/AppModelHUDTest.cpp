@@ -165,6 +165,41 @@ TEST_F(AppModelHUD, AFailedDeliveryFromTheWorkspaceStaysThereWithTheReason)
     EXPECT_EQ(model.result(), u"Better"_qs);
 }
 
+// A regeneration may replace the result while it is still on its way back; the old write's
+// answer then neither confirms nor counts, in the HUD or in Quick Fix.
+TEST_F(AppModelHUD, DeliveryAnswerForAReplacedResultIsIgnored)
+{
+    const std::pair<const char*, std::function<void()>> starts[] = {
+        { "deliver",
+            [&] {
+                reachReview(u"First"_qs);
+                model.deliver();
+            } },
+        { "quickFix",
+            [&] {
+                h.selection.nextCapture = AppModelHarness::snapshot(u"teh cat"_qs);
+                model.startQuickFix();
+                h.awaitGeneration(h.provider.generations.size())->finish(u"First"_qs);
+            } },
+    };
+    h.selection.holdDelivery = true;
+    for (const auto& [name, start] : starts) {
+        h.selection.pendingDelivery.reset();
+        start();
+        ASSERT_TRUE(runUntil([&] { return h.selection.pendingDelivery != nullptr; })) << name;
+        model.regenerate();
+        h.awaitGeneration(h.provider.generations.size())->finish(u"Second"_qs);
+        ASSERT_TRUE(runUntil([&] { return !model.isGenerating(); })) << name;
+        h.analytics.events.clear();
+        h.selection.pendingDelivery->resolve(true);
+        ASSERT_TRUE(runUntil([&] { return !model.isDelivering(); })) << name;
+        EXPECT_EQ(model.quickHUDPhase(), review) << name;
+        EXPECT_EQ(model.result(), u"Second"_qs) << name;
+        EXPECT_TRUE(h.analytics.events.empty()) << name;
+        model.dismissQuickHUD();
+    }
+}
+
 TEST_F(AppModelHUD, CopyInTheWorkspaceSetsTheSentenceAndStays)
 {
     model.setInstruction(u"Write"_qs);

@@ -321,7 +321,9 @@ TEST_F(AppModelGeneration, ReplacedGenerationNeitherFinishesNorCancelsTheNewOne)
     model.beginGeneration(next, GenerationMode::command);
     auto second = h.awaitGeneration(1);
     ASSERT_TRUE(runUntil([&] { return first->ended; }));
+    spawn(first->onPartialText(u"stale preview"_qs)); // from a task nobody cancelled
     drainEvents();
+    EXPECT_TRUE(model.generationPreview().isEmpty());
     // The old task's end changed nothing: the new request is still the running one.
     EXPECT_TRUE(model.isGenerating());
     EXPECT_EQ(model.activeGenerationID(), next.id);

@@ -9,6 +9,7 @@ Task<QString> ScriptedProvider::generate(
     generation->prompt = prompt;
     generation->provider = provider;
     generation->configuration = configuration;
+    generation->onPartialText = onPartialText;
     generations.push_back(generation);
     try {
         for (;;) {

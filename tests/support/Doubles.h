@@ -42,9 +42,16 @@ public:
     }
     void requestAccessibilityAccess() override { calls << QStringLiteral("requestAccessibilityAccess"); }
     std::optional<SelectionError::Kind> deliveryFailure;
+    // Set, a delivery waits for the test to resolve it.
+    bool holdDelivery = false;
+    std::shared_ptr<Completion<bool>> pendingDelivery;
     Task<QString> deliver(QString, SelectionSnapshot, DeliveryPreference) override
     {
         calls << QStringLiteral("deliver");
+        if (holdDelivery) {
+            pendingDelivery = std::make_shared<Completion<bool>>();
+            co_await pendingDelivery->wait();
+        }
         if (deliveryFailure)
             throw SelectionError(*deliveryFailure);
         co_return QString();
@@ -70,6 +77,8 @@ public:
         bool sawCancellation = false;
         // A misbehaving provider that answers although its task was cancelled.
         std::optional<QString> answerDespiteCancellation;
+        // The model's preview handler, for a test that calls it from outside the generation.
+        PartialTextHandler onPartialText;
 
         std::deque<Step> steps;
         std::shared_ptr<Completion<bool>> wake;
