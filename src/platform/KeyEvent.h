@@ -21,4 +21,4 @@ struct KeyEvent {
     std::optional<QString> charactersIgnoringModifiers;
 };
 
-}  // namespace brindlet
+} // namespace brindlet

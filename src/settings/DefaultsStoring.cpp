@@ -29,4 +29,4 @@ std::optional<bool> booleanValue(const std::optional<DefaultsValue>& value)
     return std::nullopt;
 }
 
-}  // namespace brindlet
+} // namespace brindlet

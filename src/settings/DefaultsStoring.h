@@ -30,12 +30,12 @@ public:
     std::optional<QString> stringForKey(const QString& key) const;
     // A blob value, or nothing when absent or of another type.
     std::optional<QByteArray> dataForKey(const QString& key) const;
-    void setObject(const std::optional<DefaultsValue>& value, const QString& key) { apply({{key, value}}); }
-    void setBool(bool value, const QString& key) { apply({{key, DefaultsValue(value)}}); }
+    void setObject(const std::optional<DefaultsValue>& value, const QString& key) { apply({ { key, value } }); }
+    void setBool(bool value, const QString& key) { apply({ { key, DefaultsValue(value) } }); }
 };
 
 // The checked conversion to a Boolean: a Boolean, or the integers 0 and 1; anything else,
 // a string included, does not convert.
 std::optional<bool> booleanValue(const std::optional<DefaultsValue>& value);
 
-}  // namespace brindlet
+} // namespace brindlet

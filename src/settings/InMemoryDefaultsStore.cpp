@@ -21,4 +21,4 @@ void InMemoryDefaultsStore::apply(const QList<DefaultsChange>& changes)
     }
 }
 
-}  // namespace brindlet
+} // namespace brindlet

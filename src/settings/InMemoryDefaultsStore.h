@@ -20,4 +20,4 @@ private:
     int writes_ = 0;
 };
 
-}  // namespace brindlet
+} // namespace brindlet

@@ -24,15 +24,15 @@ QJsonObject encodeValue(const DefaultsValue& value)
         [](const auto& v) -> QJsonObject {
             using T = std::decay_t<decltype(v)>;
             if constexpr (std::is_same_v<T, QString>)
-                return {{QStringLiteral("string"), v}};
+                return { { QStringLiteral("string"), v } };
             else if constexpr (std::is_same_v<T, bool>)
-                return {{QStringLiteral("bool"), v}};
+                return { { QStringLiteral("bool"), v } };
             else if constexpr (std::is_same_v<T, qint64>)
-                return {{QStringLiteral("integer"), v}};
+                return { { QStringLiteral("integer"), v } };
             else if constexpr (std::is_same_v<T, double>)
-                return {{QStringLiteral("double"), v}};
+                return { { QStringLiteral("double"), v } };
             else
-                return {{QStringLiteral("data"), QString::fromLatin1(v.toBase64())}};
+                return { { QStringLiteral("data"), QString::fromLatin1(v.toBase64()) } };
         },
         value);
 }
@@ -58,8 +58,8 @@ std::optional<DefaultsValue> decodeValue(const QJsonValue& entry)
     if (type == QLatin1String("double") && value.isDouble())
         return value.toDouble();
     if (type == QLatin1String("data") && value.isString()) {
-        const auto decoded = QByteArray::fromBase64Encoding(value.toString().toLatin1(),
-                                                            QByteArray::AbortOnBase64DecodingErrors);
+        const auto decoded
+            = QByteArray::fromBase64Encoding(value.toString().toLatin1(), QByteArray::AbortOnBase64DecodingErrors);
         if (decoded)
             return *decoded;
     }
@@ -68,7 +68,8 @@ std::optional<DefaultsValue> decodeValue(const QJsonValue& entry)
 
 class FileLock {
 public:
-    explicit FileLock(const QString& path) : lock_(path + QStringLiteral(".lock"))
+    explicit FileLock(const QString& path)
+        : lock_(path + QStringLiteral(".lock"))
     {
         lock_.setStaleLockTime(5000);
         if (!lock_.tryLock(2000))
@@ -79,7 +80,7 @@ private:
     QLockFile lock_;
 };
 
-}  // namespace
+} // namespace
 
 QString JsonFileDefaultsStore::standardPath()
 {
@@ -89,7 +90,8 @@ QString JsonFileDefaultsStore::standardPath()
     return base + QStringLiteral("/Brindlet/defaults.json");
 }
 
-JsonFileDefaultsStore::JsonFileDefaultsStore(QString path) : path_(std::move(path))
+JsonFileDefaultsStore::JsonFileDefaultsStore(QString path)
+    : path_(std::move(path))
 {
     QDir().mkpath(QFileInfo(path_).absolutePath());
     FileLock lock(path_);
@@ -115,11 +117,11 @@ bool JsonFileDefaultsStore::load(QHash<QString, DefaultsValue>& values)
     }
     const QByteArray content = file.readAll();
     file.close();
-    QJsonParseError error{};
+    QJsonParseError error {};
     const QJsonDocument document = QJsonDocument::fromJson(content, &error);
     if (error.error != QJsonParseError::NoError || !document.isObject()) {
-        setAside(content, false, error.error != QJsonParseError::NoError ? error.errorString()
-                                                                 : QStringLiteral("not a JSON object"));
+        setAside(content, false,
+            error.error != QJsonParseError::NoError ? error.errorString() : QStringLiteral("not a JSON object"));
         return false;
     }
     values.clear();
@@ -181,4 +183,4 @@ QByteArray JsonFileDefaultsStore::serialize(const QHash<QString, DefaultsValue>&
     return QJsonDocument(object).toJson(QJsonDocument::Indented);
 }
 
-}  // namespace brindlet
+} // namespace brindlet

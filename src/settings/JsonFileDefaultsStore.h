@@ -36,8 +36,8 @@ private:
 
     QString path_;
     QString setAsidePath_;
-    QByteArray setAsideContent_;  // so the same damage is kept aside once, not at every write
+    QByteArray setAsideContent_; // so the same damage is kept aside once, not at every write
     QHash<QString, DefaultsValue> values_;
 };
 
-}  // namespace brindlet
+} // namespace brindlet

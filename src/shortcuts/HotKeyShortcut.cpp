@@ -79,7 +79,7 @@ std::optional<std::uint32_t> unsignedWord(const QJsonValue& value)
     return static_cast<std::uint32_t>(d);
 }
 
-}  // namespace
+} // namespace
 
 std::optional<HotKeyShortcut> HotKeyShortcut::fromKeyEvent(const KeyEvent& event)
 {
@@ -100,7 +100,7 @@ std::optional<HotKeyShortcut> HotKeyShortcut::fromKeyEvent(const KeyEvent& event
         label = event.charactersIgnoringModifiers->trimmed().toUpper();
     if (label.isEmpty())
         return std::nullopt;
-    return HotKeyShortcut{event.keyCode, modifiers, label};
+    return HotKeyShortcut { event.keyCode, modifiers, label };
 }
 
 QByteArray HotKeyShortcut::toJson() const
@@ -121,7 +121,7 @@ std::optional<HotKeyShortcut> HotKeyShortcut::fromJsonObject(const QJsonObject& 
     const QJsonValue label = object.value(QStringLiteral("keyLabel"));
     if (!keyCode || !modifiers || !label.isString())
         return std::nullopt;
-    return HotKeyShortcut{*keyCode, {*modifiers}, label.toString()};
+    return HotKeyShortcut { *keyCode, { *modifiers }, label.toString() };
 }
 
 size_t qHash(const HotKeyShortcut& shortcut, size_t seed)

@@ -338,7 +338,7 @@ namespace {
 
 TEST(AccessibilityAccess, PromptsAndOpensTheSettingsOnlyWhenStillUntrusted)
 {
-    for (const bool promptGrants : {false, true}) {
+    for (const bool promptGrants : { false, true }) {
         DesktopScene scene;
         scene.desktop.trusted = false;
         scene.desktop.promptGrantsTrust = promptGrants;
@@ -346,9 +346,9 @@ TEST(AccessibilityAccess, PromptsAndOpensTheSettingsOnlyWhenStillUntrusted)
         EXPECT_EQ(scene.desktop.openedURLs.isEmpty(), promptGrants);
         if (!promptGrants) {
             EXPECT_EQ(scene.desktop.openedURLs.first(),
-                      u"x-apple.systempreferences:com.apple.preference.security?Privacy_Accessibility"_qs);
+                u"x-apple.systempreferences:com.apple.preference.security?Privacy_Accessibility"_qs);
         }
     }
 }
 
-}  // namespace
+} // namespace

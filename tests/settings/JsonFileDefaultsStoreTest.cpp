@@ -1,5 +1,5 @@
-#include "EventLoop.h"
 #include "JsonFileDefaultsStore.h"
+#include "EventLoop.h"
 #include "Printers.h"
 
 #include <QDir>
@@ -31,7 +31,7 @@ protected:
     QStringList asideFiles() const
     {
         return QDir(QFileInfo(path()).absolutePath())
-            .entryList({QStringLiteral("defaults.json.broken-*")}, QDir::Files);
+            .entryList({ QStringLiteral("defaults.json.broken-*") }, QDir::Files);
     }
 };
 
@@ -39,13 +39,10 @@ TEST_F(JsonFileDefaultsStoreTest, TypesSurviveARestart)
 {
     {
         JsonFileDefaultsStore store(path());
-        store.apply({{u"s"_qs, DefaultsValue(u"text ✓"_qs)},
-                     {u"off"_qs, DefaultsValue(false)},
-                     {u"n"_qs, DefaultsValue(qint64(-42))},
-                     {u"x"_qs, DefaultsValue(2.5)},
-                     {u"blob"_qs, DefaultsValue(QByteArray("\x00\xff{}", 4))},
-                     {u"flag"_qs, DefaultsValue(u"no"_qs)}});
-        store.setObject(std::nullopt, u"n"_qs);  // writing nothing removes the key
+        store.apply({ { u"s"_qs, DefaultsValue(u"text ✓"_qs) }, { u"off"_qs, DefaultsValue(false) },
+            { u"n"_qs, DefaultsValue(qint64(-42)) }, { u"x"_qs, DefaultsValue(2.5) },
+            { u"blob"_qs, DefaultsValue(QByteArray("\x00\xff{}", 4)) }, { u"flag"_qs, DefaultsValue(u"no"_qs) } });
+        store.setObject(std::nullopt, u"n"_qs); // writing nothing removes the key
     }
     JsonFileDefaultsStore reopened(path());
     EXPECT_EQ(reopened.stringForKey(u"s"_qs), u"text ✓"_qs);
@@ -78,9 +75,9 @@ TEST_F(JsonFileDefaultsStoreTest, TwoProcessesWritingAtOnceKeepEveryKey)
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(u"XDG_CONFIG_HOME"_qs, dir.path());
     QProcess a, b;
-    for (const auto& [process, prefix] : {std::pair{&a, u"a"_qs}, std::pair{&b, u"b"_qs}}) {
+    for (const auto& [process, prefix] : { std::pair { &a, u"a"_qs }, std::pair { &b, u"b"_qs } }) {
         process->setProcessEnvironment(environment);
-        process->start(QStringLiteral(SETTINGS_PROBE_PATH), {u"hammer"_qs, prefix, u"40"_qs});
+        process->start(QStringLiteral(SETTINGS_PROBE_PATH), { u"hammer"_qs, prefix, u"40"_qs });
     }
     ASSERT_TRUE(a.waitForFinished(30000) && b.waitForFinished(30000));
     JsonFileDefaultsStore store(path());
@@ -94,11 +91,11 @@ struct BrokenCase {
     const char* name;
     QByteArray content;
     QStringList readableKeys;
-    bool originalStaysInPlace;  // partly readable files stay until the next write
+    bool originalStaysInPlace; // partly readable files stay until the next write
 };
 BRINDLET_PRINT_CASE_NAME(BrokenCase)
 
-class BrokenDefaultsFile : public JsonFileDefaultsStoreTest, public ::testing::WithParamInterface<BrokenCase> {};
+class BrokenDefaultsFile : public JsonFileDefaultsStoreTest, public ::testing::WithParamInterface<BrokenCase> { };
 
 TEST_P(BrokenDefaultsFile, IsSetAsideWithoutLosingReadableKeys)
 {
@@ -110,7 +107,7 @@ TEST_P(BrokenDefaultsFile, IsSetAsideWithoutLosingReadableKeys)
     ASSERT_EQ(asideFiles().size(), 1);
     QFile aside(QFileInfo(path()).absolutePath() + u"/"_qs + asideFiles()[0]);
     ASSERT_TRUE(aside.open(QIODevice::ReadOnly));
-    EXPECT_EQ(aside.readAll(), c.content);  // the user's file is kept as it was
+    EXPECT_EQ(aside.readAll(), c.content); // the user's file is kept as it was
     EXPECT_EQ(QFile::exists(path()), c.originalStaysInPlace);
 
     store.setObject(DefaultsValue(u"v"_qs), u"new"_qs);
@@ -118,20 +115,18 @@ TEST_P(BrokenDefaultsFile, IsSetAsideWithoutLosingReadableKeys)
     EXPECT_EQ(reopened.stringForKey(u"new"_qs), u"v"_qs);
     for (const QString& key : c.readableKeys)
         EXPECT_TRUE(reopened.objectForKey(key)) << key.toStdString();
-    EXPECT_EQ(asideFiles().size(), 1);  // a clean file is never put aside again
+    EXPECT_EQ(asideFiles().size(), 1); // a clean file is never put aside again
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Defaults, BrokenDefaultsFile,
-    ::testing::Values(
-        BrokenCase{"truncated", "{\"ollamaURL\":{\"string\":\"http://h\"},\"x\":{\"bo", {}, false},
-        BrokenCase{"notJson", "\x89PNG\r\n\x1a\n garbage", {}, false},
-        BrokenCase{"topLevelArray", "[1,2,3]", {}, false},
-        BrokenCase{"foreignEntries",
-                   "{\"ollamaURL\":{\"string\":\"http://h\"},\"plist\":\"<dict/>\",\"n\":{\"integer\":1.5},"
-                   "\"two\":{\"string\":\"a\",\"bool\":true},\"blob\":{\"data\":\"!!notbase64\"},"
-                   "\"ok\":{\"bool\":false}}",
-                   {u"ollamaURL"_qs, u"ok"_qs}, true}),
+INSTANTIATE_TEST_SUITE_P(Defaults, BrokenDefaultsFile,
+    ::testing::Values(BrokenCase { "truncated", "{\"ollamaURL\":{\"string\":\"http://h\"},\"x\":{\"bo", {}, false },
+        BrokenCase { "notJson", "\x89PNG\r\n\x1a\n garbage", {}, false },
+        BrokenCase { "topLevelArray", "[1,2,3]", {}, false },
+        BrokenCase { "foreignEntries",
+            "{\"ollamaURL\":{\"string\":\"http://h\"},\"plist\":\"<dict/>\",\"n\":{\"integer\":1.5},"
+            "\"two\":{\"string\":\"a\",\"bool\":true},\"blob\":{\"data\":\"!!notbase64\"},"
+            "\"ok\":{\"bool\":false}}",
+            { u"ollamaURL"_qs, u"ok"_qs }, true }),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST_F(JsonFileDefaultsStoreTest, UnwritableLocationKeepsValuesInMemory)
@@ -153,4 +148,4 @@ TEST(JsonFileDefaultsStorePath, FollowsXdgConfigHome)
     qputenv("XDG_CONFIG_HOME", saved);
 }
 
-}  // namespace
+} // namespace

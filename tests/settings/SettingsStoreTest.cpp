@@ -1,7 +1,7 @@
+#include "SettingsStore.h"
 #include "InMemoryDefaultsStore.h"
 #include "JsonFileDefaultsStore.h"
 #include "Printers.h"
-#include "SettingsStore.h"
 
 #include <QDir>
 #include <QFile>
@@ -18,12 +18,9 @@ using namespace brindlet;
 
 namespace {
 
-const QStringList allKeys{u"analyticsEnabled"_qs,       u"customPresets"_qs,
-                          u"defaultProvider"_qs,        u"hasCompletedOnboarding"_qs,
-                          u"keepRunningAfterDockQuit"_qs, u"ollamaModel"_qs,
-                          u"ollamaURL"_qs,              u"openWorkspaceShortcut"_qs,
-                          u"quickCommandShortcut"_qs,   u"quickFixShortcut"_qs,
-                          u"showSelectionBubble"_qs};
+const QStringList allKeys { u"analyticsEnabled"_qs, u"customPresets"_qs, u"defaultProvider"_qs,
+    u"hasCompletedOnboarding"_qs, u"keepRunningAfterDockQuit"_qs, u"ollamaModel"_qs, u"ollamaURL"_qs,
+    u"openWorkspaceShortcut"_qs, u"quickCommandShortcut"_qs, u"quickFixShortcut"_qs, u"showSelectionBubble"_qs };
 
 QStringList sortedKeys(const InMemoryDefaultsStore& store)
 {
@@ -54,12 +51,12 @@ TEST(SettingsStore, AnyChangeAnnouncesAndRewritesTheWholeSetOnce)
     SettingsStore settings(store);
     QSignalSpy spy(&settings, &SettingsStore::ollamaModelChanged);
     settings.setOllamaModel(u"llama3.2"_qs);
-    settings.setOllamaModel(u"llama3.2"_qs);  // an equal value still announces and saves
+    settings.setOllamaModel(u"llama3.2"_qs); // an equal value still announces and saves
     EXPECT_EQ(spy.count(), 2);
     EXPECT_EQ(store.writes(), 2);
     EXPECT_EQ(sortedKeys(store), allKeys);
     EXPECT_EQ(store.dataForKey(u"quickCommandShortcut"_qs),
-              QByteArray("{\"shortcut\":{\"keyCode\":49,\"modifiers\":12,\"keyLabel\":\"Space\"}}"));
+        QByteArray("{\"shortcut\":{\"keyCode\":49,\"modifiers\":12,\"keyLabel\":\"Space\"}}"));
     EXPECT_EQ(store.dataForKey(u"customPresets"_qs), QByteArray("[]"));
     EXPECT_EQ(booleanValue(store.objectForKey(u"hasCompletedOnboarding"_qs)), false);
 
@@ -77,63 +74,61 @@ struct RepairCase {
 };
 BRINDLET_PRINT_CASE_NAME(RepairCase)
 
-class SettingsRepair : public ::testing::TestWithParam<RepairCase> {};
+class SettingsRepair : public ::testing::TestWithParam<RepairCase> { };
 
 TEST_P(SettingsRepair, LoadsTheRepairedValueWithoutWriting)
 {
     InMemoryDefaultsStore store;
-    store.apply({{GetParam().key, GetParam().stored}});
+    store.apply({ { GetParam().key, GetParam().stored } });
     SettingsStore settings(store);
     EXPECT_TRUE(GetParam().loadedAsExpected(settings));
-    EXPECT_EQ(store.writes(), 1);  // only the test's own write
+    EXPECT_EQ(store.writes(), 1); // only the test's own write
     EXPECT_EQ(store.objectForKey(GetParam().key), GetParam().stored);
 }
 
 const auto quickFix = [](const SettingsStore& s) { return s.shortcut(GlobalHotKeyAction::quickFix); };
 
-INSTANTIATE_TEST_SUITE_P(
-    Settings, SettingsRepair,
-    ::testing::Values(
-        RepairCase{"unknownProvider", u"defaultProvider"_qs, DefaultsValue(u"openai"_qs),
-                   [](const auto& s) { return s.defaultProvider() == ProviderKind::ollama; }},
-        RepairCase{"knownProvider", u"defaultProvider"_qs, DefaultsValue(u"gemini"_qs),
-                   [](const auto& s) { return s.defaultProvider() == ProviderKind::gemini; }},
-        RepairCase{"providerOfWrongType", u"defaultProvider"_qs, DefaultsValue(true),
-                   [](const auto& s) { return s.defaultProvider() == ProviderKind::ollama; }},
-        RepairCase{"booleanAsString", u"analyticsEnabled"_qs, DefaultsValue(u"no"_qs),
-                   [](const auto& s) { return s.analyticsEnabled(); }},
-        RepairCase{"storedFalse", u"analyticsEnabled"_qs, DefaultsValue(false),
-                   [](const auto& s) { return !s.analyticsEnabled(); }},
-        RepairCase{"integerZeroIsFalse", u"showSelectionBubble"_qs, DefaultsValue(qint64(0)),
-                   [](const auto& s) { return !s.showSelectionBubble(); }},
-        RepairCase{"integerTwoIsNotABoolean", u"hasCompletedOnboarding"_qs, DefaultsValue(qint64(2)),
-                   [](const auto& s) { return !s.hasCompletedOnboarding(); }},
-        RepairCase{"urlOfWrongType", u"ollamaURL"_qs, DefaultsValue(2.5),
-                   [](const auto& s) { return s.ollamaURL() == u"http://127.0.0.1:11434"_qs; }},
-        RepairCase{"clearedShortcut", u"quickFixShortcut"_qs, DefaultsValue(QByteArray("{}")),
-                   [](const auto& s) { return !quickFix(s); }},
-        RepairCase{"nullShortcutIsCleared", u"quickFixShortcut"_qs, DefaultsValue(QByteArray("{\"shortcut\":null}")),
-                   [](const auto& s) { return !quickFix(s); }},
-        RepairCase{"shortcutNotJson", u"quickFixShortcut"_qs, DefaultsValue(QByteArray("garbage")),
-                   [](const auto& s) { return quickFix(s) == SettingsStore::defaultShortcut(GlobalHotKeyAction::quickFix); }},
-        RepairCase{"shortcutMissingLabel", u"quickFixShortcut"_qs,
-                   DefaultsValue(QByteArray("{\"shortcut\":{\"keyCode\":1,\"modifiers\":8}}")),
-                   [](const auto& s) { return quickFix(s) == SettingsStore::defaultShortcut(GlobalHotKeyAction::quickFix); }},
-        RepairCase{"shortcutAsString", u"quickFixShortcut"_qs, DefaultsValue(u"{}"_qs),
-                   [](const auto& s) { return quickFix(s) == SettingsStore::defaultShortcut(GlobalHotKeyAction::quickFix); }},
-        RepairCase{"storedShortcut", u"quickFixShortcut"_qs,
-                   DefaultsValue(QByteArray("{\"shortcut\":{\"keyCode\":0,\"modifiers\":10,\"keyLabel\":\"A\"}}")),
-                   [](const auto& s) { return quickFix(s)->displayText() == u"⌥⌘A"_qs; }},
-        RepairCase{"oneBadPresetLosesAll", u"customPresets"_qs,
-                   DefaultsValue(Preset::builtIns()[0].toJson().prepend('[').append(",{\"id\":1}]")),
-                   [](const auto& s) { return s.customPresets().isEmpty(); }}),
+INSTANTIATE_TEST_SUITE_P(Settings, SettingsRepair,
+    ::testing::Values(RepairCase { "unknownProvider", u"defaultProvider"_qs, DefaultsValue(u"openai"_qs),
+                          [](const auto& s) { return s.defaultProvider() == ProviderKind::ollama; } },
+        RepairCase { "knownProvider", u"defaultProvider"_qs, DefaultsValue(u"gemini"_qs),
+            [](const auto& s) { return s.defaultProvider() == ProviderKind::gemini; } },
+        RepairCase { "providerOfWrongType", u"defaultProvider"_qs, DefaultsValue(true),
+            [](const auto& s) { return s.defaultProvider() == ProviderKind::ollama; } },
+        RepairCase { "booleanAsString", u"analyticsEnabled"_qs, DefaultsValue(u"no"_qs),
+            [](const auto& s) { return s.analyticsEnabled(); } },
+        RepairCase { "storedFalse", u"analyticsEnabled"_qs, DefaultsValue(false),
+            [](const auto& s) { return !s.analyticsEnabled(); } },
+        RepairCase { "integerZeroIsFalse", u"showSelectionBubble"_qs, DefaultsValue(qint64(0)),
+            [](const auto& s) { return !s.showSelectionBubble(); } },
+        RepairCase { "integerTwoIsNotABoolean", u"hasCompletedOnboarding"_qs, DefaultsValue(qint64(2)),
+            [](const auto& s) { return !s.hasCompletedOnboarding(); } },
+        RepairCase { "urlOfWrongType", u"ollamaURL"_qs, DefaultsValue(2.5),
+            [](const auto& s) { return s.ollamaURL() == u"http://127.0.0.1:11434"_qs; } },
+        RepairCase { "clearedShortcut", u"quickFixShortcut"_qs, DefaultsValue(QByteArray("{}")),
+            [](const auto& s) { return !quickFix(s); } },
+        RepairCase { "nullShortcutIsCleared", u"quickFixShortcut"_qs, DefaultsValue(QByteArray("{\"shortcut\":null}")),
+            [](const auto& s) { return !quickFix(s); } },
+        RepairCase { "shortcutNotJson", u"quickFixShortcut"_qs, DefaultsValue(QByteArray("garbage")),
+            [](const auto& s) { return quickFix(s) == SettingsStore::defaultShortcut(GlobalHotKeyAction::quickFix); } },
+        RepairCase { "shortcutMissingLabel", u"quickFixShortcut"_qs,
+            DefaultsValue(QByteArray("{\"shortcut\":{\"keyCode\":1,\"modifiers\":8}}")),
+            [](const auto& s) { return quickFix(s) == SettingsStore::defaultShortcut(GlobalHotKeyAction::quickFix); } },
+        RepairCase { "shortcutAsString", u"quickFixShortcut"_qs, DefaultsValue(u"{}"_qs),
+            [](const auto& s) { return quickFix(s) == SettingsStore::defaultShortcut(GlobalHotKeyAction::quickFix); } },
+        RepairCase { "storedShortcut", u"quickFixShortcut"_qs,
+            DefaultsValue(QByteArray("{\"shortcut\":{\"keyCode\":0,\"modifiers\":10,\"keyLabel\":\"A\"}}")),
+            [](const auto& s) { return quickFix(s)->displayText() == u"⌥⌘A"_qs; } },
+        RepairCase { "oneBadPresetLosesAll", u"customPresets"_qs,
+            DefaultsValue(Preset::builtIns()[0].toJson().prepend('[').append(",{\"id\":1}]")),
+            [](const auto& s) { return s.customPresets().isEmpty(); } }),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(SettingsStore, MalformedPresetsAreOverwrittenByTheNextSave)
 {
     InMemoryDefaultsStore store;
-    store.apply({{u"customPresets"_qs, DefaultsValue(QByteArray("[{\"name\":\"half\"}]"))},
-                 {u"defaultProvider"_qs, DefaultsValue(u"openai"_qs)}});
+    store.apply({ { u"customPresets"_qs, DefaultsValue(QByteArray("[{\"name\":\"half\"}]")) },
+        { u"defaultProvider"_qs, DefaultsValue(u"openai"_qs) } });
     SettingsStore settings(store);
     settings.setAnalyticsEnabled(false);
     EXPECT_EQ(store.dataForKey(u"customPresets"_qs), QByteArray("[]"));
@@ -145,15 +140,15 @@ TEST(SettingsStore, RemovingAPresetKeepsTheOrderOfTheRest)
     InMemoryDefaultsStore store;
     SettingsStore settings(store);
     QList<Preset> presets;
-    for (const char* name : {"A", "B", "C"})
-        presets.append({QUuid::createUuid(), QString::fromLatin1(name), u"star"_qs, u"x"_qs,
-                        PresetInput::newContent, DeliveryPreference::copy, false});
+    for (const char* name : { "A", "B", "C" })
+        presets.append({ QUuid::createUuid(), QString::fromLatin1(name), u"star"_qs, u"x"_qs, PresetInput::newContent,
+            DeliveryPreference::copy, false });
     settings.setCustomPresets(presets);
     settings.removeCustomPreset(QUuid::createUuid());
     EXPECT_EQ(settings.customPresets(), presets);
-    EXPECT_EQ(store.writes(), 2);  // an unknown id still saves
+    EXPECT_EQ(store.writes(), 2); // an unknown id still saves
     settings.removeCustomPreset(presets[1].id);
-    EXPECT_EQ(settings.customPresets(), (QList<Preset>{presets[0], presets[2]}));
+    EXPECT_EQ(settings.customPresets(), (QList<Preset> { presets[0], presets[2] }));
     EXPECT_EQ(decodePresets(*store.dataForKey(u"customPresets"_qs)), settings.customPresets());
 }
 
@@ -186,30 +181,29 @@ protected:
 
 TEST_F(SettingsRestart, RepairsHoldAndChangesPersist)
 {
-    writeFile({{u"defaultProvider"_qs, DefaultsValue(u"openai"_qs)},
-               {u"analyticsEnabled"_qs, DefaultsValue(u"no"_qs)},
-               {u"showSelectionBubble"_qs, DefaultsValue(false)},
-               {u"quickCommandShortcut"_qs, DefaultsValue(QByteArray("{}"))},
-               {u"quickFixShortcut"_qs, DefaultsValue(QByteArray("not json"))},
-               {u"analytics.installID"_qs, DefaultsValue(u"keep-me"_qs)}});
-    QJsonObject loaded = probe({u"dump"_qs});
+    writeFile({ { u"defaultProvider"_qs, DefaultsValue(u"openai"_qs) },
+        { u"analyticsEnabled"_qs, DefaultsValue(u"no"_qs) }, { u"showSelectionBubble"_qs, DefaultsValue(false) },
+        { u"quickCommandShortcut"_qs, DefaultsValue(QByteArray("{}")) },
+        { u"quickFixShortcut"_qs, DefaultsValue(QByteArray("not json")) },
+        { u"analytics.installID"_qs, DefaultsValue(u"keep-me"_qs) } });
+    QJsonObject loaded = probe({ u"dump"_qs });
     EXPECT_EQ(loaded[u"defaultProvider"_qs], u"ollama"_qs);
     EXPECT_EQ(loaded[u"analyticsEnabled"_qs], true);
     EXPECT_EQ(loaded[u"showSelectionBubble"_qs], false);
     EXPECT_EQ(loaded[u"quickCommandShortcut"_qs], u"cleared"_qs);
     EXPECT_EQ(loaded[u"quickFixShortcut"_qs], u"⌃⇧J"_qs);
 
-    probe({u"set"_qs, u"ollamaModel"_qs, u"qwen2.5"_qs});
-    probe({u"set"_qs, u"customPreset"_qs, u"Make it pirate"_qs});
-    loaded = probe({u"dump"_qs});
+    probe({ u"set"_qs, u"ollamaModel"_qs, u"qwen2.5"_qs });
+    probe({ u"set"_qs, u"customPreset"_qs, u"Make it pirate"_qs });
+    loaded = probe({ u"dump"_qs });
     EXPECT_EQ(loaded[u"ollamaModel"_qs], u"qwen2.5"_qs);
     EXPECT_EQ(loaded[u"customPresets"_qs].toArray().first(), u"Make it pirate"_qs);
-    EXPECT_EQ(loaded[u"quickCommandShortcut"_qs], u"cleared"_qs);  // a cleared shortcut stays cleared
+    EXPECT_EQ(loaded[u"quickCommandShortcut"_qs], u"cleared"_qs); // a cleared shortcut stays cleared
     EXPECT_EQ(loaded[u"showSelectionBubble"_qs], false);
 
     JsonFileDefaultsStore file(home.filePath(u"Brindlet/defaults.json"_qs));
-    EXPECT_EQ(file.stringForKey(u"defaultProvider"_qs), u"ollama"_qs);  // repaired by the save
-    EXPECT_EQ(file.stringForKey(u"analytics.installID"_qs), u"keep-me"_qs);  // another owner's key survives
+    EXPECT_EQ(file.stringForKey(u"defaultProvider"_qs), u"ollama"_qs); // repaired by the save
+    EXPECT_EQ(file.stringForKey(u"analytics.installID"_qs), u"keep-me"_qs); // another owner's key survives
 }
 
-}  // namespace
+} // namespace

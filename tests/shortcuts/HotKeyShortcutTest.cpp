@@ -9,8 +9,8 @@ using namespace brindlet;
 
 namespace {
 
-constexpr std::uint64_t control = KeyEvent::controlFlag, option = KeyEvent::optionFlag,
-                        shift = KeyEvent::shiftFlag, command = KeyEvent::commandFlag;
+constexpr std::uint64_t control = KeyEvent::controlFlag, option = KeyEvent::optionFlag, shift = KeyEvent::shiftFlag,
+                        command = KeyEvent::commandFlag;
 
 struct KeyCase {
     const char* name;
@@ -19,7 +19,7 @@ struct KeyCase {
 };
 BRINDLET_PRINT_CASE_NAME(KeyCase)
 
-class ShortcutFromKey : public ::testing::TestWithParam<KeyCase> {};
+class ShortcutFromKey : public ::testing::TestWithParam<KeyCase> { };
 
 TEST_P(ShortcutFromKey, BuildsOrRefuses)
 {
@@ -30,27 +30,25 @@ TEST_P(ShortcutFromKey, BuildsOrRefuses)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Shortcuts, ShortcutFromKey,
-    ::testing::Values(KeyCase{"shiftAloneIsRefused", {shift, 0, u"a"_qs}, std::nullopt},
-                      KeyCase{"noModifiers", {0, 0, u"a"_qs}, std::nullopt},
-                      KeyCase{"optionLetter", {option, 0, u"a"_qs}, u"⌥A"_qs},
-                      KeyCase{"commandSpaceFromTable", {command, 49, u" "_qs}, u"⌘Space"_qs},
-                      KeyCase{"tableWinsOverCharacters", {control | shift, 36, u"\r"_qs}, u"⌃⇧Return"_qs},
-                      KeyCase{"keypadEnterIsReturnToo", {command, 76, u"\u0003"_qs}, u"⌘Return"_qs},
-                      KeyCase{"allModifiersInOrder", {command | shift | option | control, 123, std::nullopt},
-                              u"⌃⌥⇧⌘←"_qs},
-                      KeyCase{"charactersTrimmedAndUppercased", {control, 0, u" a "_qs}, u"⌃A"_qs},
-                      KeyCase{"noCharactersNotInTable", {command, 10, std::nullopt}, std::nullopt},
-                      KeyCase{"blankCharactersNotInTable", {command, 10, u" \n"_qs}, std::nullopt},
-                      KeyCase{"otherFlagsIgnored", {command | 0x10000 | 0x800000, 40, u"k"_qs}, u"⌘K"_qs},
-                      KeyCase{"forwardDelete", {option, 117, std::nullopt}, u"⌥⌦"_qs}),
+INSTANTIATE_TEST_SUITE_P(Shortcuts, ShortcutFromKey,
+    ::testing::Values(KeyCase { "shiftAloneIsRefused", { shift, 0, u"a"_qs }, std::nullopt },
+        KeyCase { "noModifiers", { 0, 0, u"a"_qs }, std::nullopt },
+        KeyCase { "optionLetter", { option, 0, u"a"_qs }, u"⌥A"_qs },
+        KeyCase { "commandSpaceFromTable", { command, 49, u" "_qs }, u"⌘Space"_qs },
+        KeyCase { "tableWinsOverCharacters", { control | shift, 36, u"\r"_qs }, u"⌃⇧Return"_qs },
+        KeyCase { "keypadEnterIsReturnToo", { command, 76, u"\u0003"_qs }, u"⌘Return"_qs },
+        KeyCase { "allModifiersInOrder", { command | shift | option | control, 123, std::nullopt }, u"⌃⌥⇧⌘←"_qs },
+        KeyCase { "charactersTrimmedAndUppercased", { control, 0, u" a "_qs }, u"⌃A"_qs },
+        KeyCase { "noCharactersNotInTable", { command, 10, std::nullopt }, std::nullopt },
+        KeyCase { "blankCharactersNotInTable", { command, 10, u" \n"_qs }, std::nullopt },
+        KeyCase { "otherFlagsIgnored", { command | 0x10000 | 0x800000, 40, u"k"_qs }, u"⌘K"_qs },
+        KeyCase { "forwardDelete", { option, 117, std::nullopt }, u"⌥⌦"_qs }),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(HotKeyShortcut, EqualityAndHashCoverTheKeyCode)
 {
-    const auto returnKey = HotKeyShortcut::fromKeyEvent({command, 36, std::nullopt});
-    const auto enterKey = HotKeyShortcut::fromKeyEvent({command, 76, std::nullopt});
+    const auto returnKey = HotKeyShortcut::fromKeyEvent({ command, 36, std::nullopt });
+    const auto enterKey = HotKeyShortcut::fromKeyEvent({ command, 76, std::nullopt });
     ASSERT_TRUE(returnKey && enterKey);
     EXPECT_EQ(returnKey->displayText(), enterKey->displayText());
     EXPECT_NE(*returnKey, *enterKey);
@@ -59,13 +57,13 @@ TEST(HotKeyShortcut, EqualityAndHashCoverTheKeyCode)
 
 TEST(HotKeyShortcut, SerialisedFormRoundTripsAndRejectsBadFields)
 {
-    const HotKeyShortcut shortcut{38, {5}, u"J"_qs};
+    const HotKeyShortcut shortcut { 38, { 5 }, u"J"_qs };
     EXPECT_EQ(shortcut.toJson(), QByteArray("{\"keyCode\":38,\"modifiers\":5,\"keyLabel\":\"J\"}"));
     EXPECT_EQ(HotKeyShortcut::fromJsonObject(QJsonDocument::fromJson(shortcut.toJson()).object()), shortcut);
-    for (const char* bad : {"{\"keyCode\":-1,\"modifiers\":5,\"keyLabel\":\"J\"}",
-                            "{\"keyCode\":1.5,\"modifiers\":5,\"keyLabel\":\"J\"}",
-                            "{\"keyCode\":1,\"modifiers\":\"5\",\"keyLabel\":\"J\"}", "{\"keyCode\":1,\"modifiers\":5}"})
+    for (const char* bad :
+        { "{\"keyCode\":-1,\"modifiers\":5,\"keyLabel\":\"J\"}", "{\"keyCode\":1.5,\"modifiers\":5,\"keyLabel\":\"J\"}",
+            "{\"keyCode\":1,\"modifiers\":\"5\",\"keyLabel\":\"J\"}", "{\"keyCode\":1,\"modifiers\":5}" })
         EXPECT_FALSE(HotKeyShortcut::fromJsonObject(QJsonDocument::fromJson(bad).object())) << bad;
 }
 
-}  // namespace
+} // namespace

@@ -29,17 +29,17 @@ QJsonObject dump(const SettingsStore& settings)
     for (const Preset& preset : settings.customPresets())
         presets.append(preset.name);
     return {
-        {QStringLiteral("defaultProvider"), wireName(settings.defaultProvider())},
-        {QStringLiteral("ollamaURL"), settings.ollamaURL()},
-        {QStringLiteral("ollamaModel"), settings.ollamaModel()},
-        {QStringLiteral("keepRunningAfterDockQuit"), settings.keepRunningAfterDockQuit()},
-        {QStringLiteral("showSelectionBubble"), settings.showSelectionBubble()},
-        {QStringLiteral("analyticsEnabled"), settings.analyticsEnabled()},
-        {QStringLiteral("hasCompletedOnboarding"), settings.hasCompletedOnboarding()},
-        {QStringLiteral("customPresets"), presets},
-        {QStringLiteral("quickCommandShortcut"), shortcutJson(settings.shortcut(GlobalHotKeyAction::quickCommand))},
-        {QStringLiteral("quickFixShortcut"), shortcutJson(settings.shortcut(GlobalHotKeyAction::quickFix))},
-        {QStringLiteral("openWorkspaceShortcut"), shortcutJson(settings.shortcut(GlobalHotKeyAction::openWorkspace))},
+        { QStringLiteral("defaultProvider"), wireName(settings.defaultProvider()) },
+        { QStringLiteral("ollamaURL"), settings.ollamaURL() },
+        { QStringLiteral("ollamaModel"), settings.ollamaModel() },
+        { QStringLiteral("keepRunningAfterDockQuit"), settings.keepRunningAfterDockQuit() },
+        { QStringLiteral("showSelectionBubble"), settings.showSelectionBubble() },
+        { QStringLiteral("analyticsEnabled"), settings.analyticsEnabled() },
+        { QStringLiteral("hasCompletedOnboarding"), settings.hasCompletedOnboarding() },
+        { QStringLiteral("customPresets"), presets },
+        { QStringLiteral("quickCommandShortcut"), shortcutJson(settings.shortcut(GlobalHotKeyAction::quickCommand)) },
+        { QStringLiteral("quickFixShortcut"), shortcutJson(settings.shortcut(GlobalHotKeyAction::quickFix)) },
+        { QStringLiteral("openWorkspaceShortcut"), shortcutJson(settings.shortcut(GlobalHotKeyAction::openWorkspace)) },
     };
 }
 
@@ -57,17 +57,17 @@ bool set(SettingsStore& settings, const QString& field, const QString& value)
     else if (field == QLatin1String("hasCompletedOnboarding"))
         settings.setHasCompletedOnboarding(on);
     else if (field == QLatin1String("quickFixShortcut"))
-        settings.setShortcut(GlobalHotKeyAction::quickFix, std::nullopt);  // only clearing is needed
+        settings.setShortcut(GlobalHotKeyAction::quickFix, std::nullopt); // only clearing is needed
     else if (field == QLatin1String("customPreset"))
-        settings.setCustomPresets(settings.customPresets()
-                                  << Preset{QUuid::createUuid(), value, QStringLiteral("star"), QStringLiteral("Do it."),
-                                            PresetInput::selectionOptional, DeliveryPreference::smart, false});
+        settings.setCustomPresets(
+            settings.customPresets() << Preset { QUuid::createUuid(), value, QStringLiteral("star"),
+                QStringLiteral("Do it."), PresetInput::selectionOptional, DeliveryPreference::smart, false });
     else
         return false;
     return true;
 }
 
-}  // namespace
+} // namespace
 
 int main(int argc, char** argv)
 {
