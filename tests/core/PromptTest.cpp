@@ -1,4 +1,5 @@
 #include "Prompt.h"
+#include "JsonWriter.h"
 
 #include "Printers.h"
 
@@ -73,6 +74,30 @@ TEST(Prompt, LoneSurrogateIsReplacedNotDropped)
 {
     const QString text = u"a"_qs + QChar(0xD800) + u"b"_qs;
     EXPECT_TRUE(selectedTextBlock(text).endsWith(u"{\"selected_text\":\"a\uFFFDb\"}"_qs));
+}
+
+// The escaper works in blocks of eight units: every kind of unit must come out the same at every
+// offset in a block, including a surrogate pair that straddles two blocks.
+TEST(Prompt, EscapesAreTheSameAtEveryOffset)
+{
+    const std::pair<QString, QString> kinds[] = {
+        { u"\""_qs, u"\\\""_qs },
+        { u"/"_qs, u"\\/"_qs },
+        { u"\n"_qs, u"\\n"_qs },
+        { u"\f"_qs, u"\\f"_qs },
+        { u"\u0001"_qs, u"\\u0001"_qs },
+        { u"\U0001F600"_qs, u"\U0001F600"_qs },
+        { QString(QChar(0xDC00)), u"\uFFFD"_qs },
+        { QString(QChar(0xD800)) + u"x"_qs, u"\uFFFDx"_qs },
+    };
+    for (const auto& [unit, escaped] : kinds) {
+        for (int offset = 0; offset < 18; ++offset) {
+            const QString pad(offset, u'a');
+            QString out;
+            JsonWriter::appendEscaped(out, pad + unit + pad + unit);
+            EXPECT_EQ(out, pad + escaped + pad + escaped) << offset << " " << escaped.toStdString();
+        }
+    }
 }
 
 TEST(Prompt, AMegabyteSelectionIsKeptWhole)

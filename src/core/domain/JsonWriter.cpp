@@ -1,5 +1,13 @@
 #include "JsonWriter.h"
 
+#include <algorithm>
+#include <array>
+#include <cstdint>
+
+#if defined(__x86_64__)
+#include <tmmintrin.h>
+#endif
+
 namespace brindlet {
 
 void JsonWriter::separate()
@@ -67,66 +75,195 @@ JsonWriter& JsonWriter::null()
     return *this;
 }
 
+namespace {
+
+bool isSurrogate(char16_t c)
+{
+    return (c & 0xF800) == 0xD800;
+}
+
+bool needsEscape(char16_t c)
+{
+    return c < 0x20 || c == u'"' || c == u'\\' || c == u'/' || isSurrogate(c);
+}
+
+// The letter of a two-unit escape, or 0 where the unit needs \u00xx.
+char16_t shortEscape(char16_t c)
+{
+    switch (c) {
+    case u'"': return u'"';
+    case u'\\': return u'\\';
+    case u'/': return u'/';
+    case u'\n': return u'n';
+    case u'\r': return u'r';
+    case u'\t': return u't';
+    case u'\b': return u'b';
+    case u'\f': return u'f';
+    default: return 0;
+    }
+}
+
+// Escapes one unit (two for a surrogate pair) that needs more than a copy; returns the new end.
+char16_t* escapeOne(const char16_t*& in, const char16_t* end, char16_t* p)
+{
+    static constexpr char16_t hex[] = u"0123456789abcdef";
+    const char16_t c = *in++;
+    if (isSurrogate(c)) {
+        // A high surrogate followed by a low one is a character; any other surrogate is
+        // replaced, since UTF-8 cannot carry it.
+        if (c < 0xDC00 && in < end && (*in & 0xFC00) == 0xDC00) {
+            *p++ = c;
+            *p++ = *in++;
+        } else {
+            *p++ = 0xFFFD;
+        }
+    } else if (const char16_t letter = shortEscape(c)) {
+        *p++ = u'\\';
+        *p++ = letter;
+    } else {
+        for (const char16_t unit : { u'\\', u'u', u'0', u'0', hex[c >> 4], hex[c & 0xF] })
+            *p++ = unit;
+    }
+    return p;
+}
+
+#if defined(__x86_64__)
+// Eight units at a time with byte shuffles: each unit that takes a two-unit escape becomes a
+// backslash and its letter, in one table lookup by the mask of such units. A block holding
+// another control character or a surrogate that is not half of a pair inside it leaves the rest
+// to the caller.
+struct Expansion {
+    alignas(16) std::uint8_t shuffle[2][16];
+    alignas(16) std::uint16_t backslashes[2][8];
+    std::uint8_t length;
+};
+
+const std::array<Expansion, 256>& expansions()
+{
+    static const auto table = [] {
+        std::array<Expansion, 256> all {};
+        for (int mask = 0; mask < 256; ++mask) {
+            Expansion& e = all[mask];
+            int slot = 0;
+            auto put = [&](int lane, bool backslash) {
+                std::uint8_t* bytes = e.shuffle[slot / 8] + (slot % 8) * 2;
+                bytes[0] = backslash ? 0x80 : std::uint8_t(lane * 2);
+                bytes[1] = backslash ? 0x80 : std::uint8_t(lane * 2 + 1);
+                e.backslashes[slot / 8][slot % 8] = backslash ? u'\\' : 0;
+                ++slot;
+            };
+            for (int lane = 0; lane < 8; ++lane) {
+                if (mask & (1 << lane))
+                    put(lane, true);
+                put(lane, false);
+            }
+            e.length = std::uint8_t(slot);
+            for (; slot < 16; ++slot)
+                e.shuffle[slot / 8][(slot % 8) * 2] = e.shuffle[slot / 8][(slot % 8) * 2 + 1] = 0x80;
+        }
+        return all;
+    }();
+    return table;
+}
+
+__attribute__((target("ssse3"))) void escapeBlocks(const char16_t*& from, const char16_t* end, char16_t*& to)
+{
+    // Locals, so that the stores through the output cannot be taken to change them.
+    const char16_t* in = from;
+    char16_t* out = to;
+    const Expansion* table = expansions().data();
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i controlLimit = _mm_set1_epi16(0x1F);
+    const __m128i surrogateMask = _mm_set1_epi16(static_cast<short>(0xF800));
+    const __m128i surrogateBase = _mm_set1_epi16(static_cast<short>(0xD800));
+    const __m128i pairMask = _mm_set1_epi16(static_cast<short>(0xFC00));
+    const __m128i highBase = surrogateBase;
+    const __m128i quote = _mm_set1_epi16('"'), backslash = _mm_set1_epi16('\\'), slash = _mm_set1_epi16('/');
+    // The controls with a letter, and their letters.
+    const __m128i controls[5] = { _mm_set1_epi16('\n'), _mm_set1_epi16('\r'), _mm_set1_epi16('\t'),
+        _mm_set1_epi16('\b'), _mm_set1_epi16('\f') };
+    const __m128i controlLetters[5]
+        = { _mm_set1_epi16('n'), _mm_set1_epi16('r'), _mm_set1_epi16('t'), _mm_set1_epi16('b'), _mm_set1_epi16('f') };
+    while (end - in >= 8) {
+        const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in));
+        const __m128i control = _mm_cmpeq_epi16(_mm_subs_epu16(units, controlLimit), zero);
+        const __m128i surrogate = _mm_cmpeq_epi16(_mm_and_si128(units, surrogateMask), surrogateBase);
+        __m128i escaped = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi16(units, quote), _mm_cmpeq_epi16(units, backslash)),
+            _mm_cmpeq_epi16(units, slash));
+        __m128i letters = units;
+        if (_mm_movemask_epi8(control)) {
+            for (int i = 0; i < 5; ++i) {
+                const __m128i is = _mm_cmpeq_epi16(units, controls[i]);
+                escaped = _mm_or_si128(escaped, is);
+                letters = _mm_or_si128(_mm_andnot_si128(is, letters), _mm_and_si128(is, controlLetters[i]));
+            }
+        }
+        if (_mm_movemask_epi8(_mm_andnot_si128(escaped, control)))
+            break;
+        if (_mm_movemask_epi8(surrogate)) {
+            // Pass pairs that lie wholly in the block; anything else is the caller's.
+            const __m128i high = _mm_cmpeq_epi16(_mm_and_si128(units, pairMask), highBase);
+            const int highs = _mm_movemask_epi8(_mm_packs_epi16(high, zero));
+            const int lows = _mm_movemask_epi8(_mm_packs_epi16(_mm_andnot_si128(high, surrogate), zero));
+            if (lows != ((highs << 1) & 0xFF) || (highs & 0x80))
+                break;
+        }
+        const Expansion& e = table[_mm_movemask_epi8(_mm_packs_epi16(escaped, zero))];
+        const __m128i low = _mm_shuffle_epi8(letters, _mm_load_si128(reinterpret_cast<const __m128i*>(e.shuffle[0])));
+        const __m128i high = _mm_shuffle_epi8(letters, _mm_load_si128(reinterpret_cast<const __m128i*>(e.shuffle[1])));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out),
+            _mm_or_si128(low, _mm_load_si128(reinterpret_cast<const __m128i*>(e.backslashes[0]))));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 8),
+            _mm_or_si128(high, _mm_load_si128(reinterpret_cast<const __m128i*>(e.backslashes[1]))));
+        in += 8;
+        out += e.length;
+    }
+    from = in;
+    to = out;
+}
+
+const bool canShuffle = __builtin_cpu_supports("ssse3");
+#endif
+
+} // namespace
+
+void JsonWriter::appendEscaped(QString& out, QStringView value)
+{
+    const char16_t* in = value.utf16();
+    const char16_t* const end = in + value.size();
+    // Write through a raw pointer: prompts can be megabytes long. Two units per input unit is
+    // room for every escape but \u00xx; those make the buffer grow when they eat the slack.
+    qsizetype written = out.size();
+    char16_t* p = nullptr;
+    auto keepRoom = [&] {
+        const qsizetype needed = written + 2 * (end - in) + 16;
+        if (out.size() < needed)
+            out.resize(std::max(needed, out.size() + out.size() / 2));
+        p = reinterpret_cast<char16_t*>(out.data()) + written;
+    };
+    keepRoom();
+    while (in < end) {
+#if defined(__x86_64__)
+        if (canShuffle)
+            escapeBlocks(in, end, p);
+#endif
+        // What the blocks left: a surrogate, a rare control character, or the last few units.
+        for (int i = 0; i < 8 && in < end; ++i)
+            p = needsEscape(*in) ? escapeOne(in, end, p) : (*p++ = *in++, p);
+        written = p - reinterpret_cast<const char16_t*>(out.constData());
+        keepRoom();
+    }
+    out.truncate(written);
+}
+
 void JsonWriter::appendString(QByteArray& out, const QString& value)
 {
-    static constexpr char hex[] = "0123456789abcdef";
-    const char16_t* in = reinterpret_cast<const char16_t*>(value.constData());
-    const qsizetype size = value.size();
-    // Six bytes per UTF-16 unit is the most any unit can take (a \u00xx escape); write through
-    // a raw pointer and trim afterwards: prompts can be megabytes long.
-    const qsizetype start = out.size();
-    out.resize(start + size * 6 + 2);
-    char* p = out.data() + start;
-    *p++ = '"';
-    for (qsizetype i = 0; i < size; ++i) {
-        const char16_t c = in[i];
-        if (c >= 0x20 && c < 0x80 && c != u'"' && c != u'\\' && c != u'/') {
-            *p++ = static_cast<char>(c);
-            continue;
-        }
-        if (c < 0x80) {
-            *p++ = '\\';
-            switch (c) {
-            case u'"': *p++ = '"'; break;
-            case u'\\': *p++ = '\\'; break;
-            case u'/': *p++ = '/'; break;
-            case u'\n': *p++ = 'n'; break;
-            case u'\r': *p++ = 'r'; break;
-            case u'\t': *p++ = 't'; break;
-            case u'\b': *p++ = 'b'; break;
-            case u'\f': *p++ = 'f'; break;
-            default:
-                *p++ = 'u';
-                *p++ = '0';
-                *p++ = '0';
-                *p++ = hex[c >> 4];
-                *p++ = hex[c & 0xF];
-            }
-            continue;
-        }
-        char32_t code = c;
-        if (c >= 0xD800 && c <= 0xDBFF && i + 1 < size && in[i + 1] >= 0xDC00 && in[i + 1] <= 0xDFFF) {
-            code = 0x10000 + ((char32_t(c) - 0xD800) << 10) + (char32_t(in[i + 1]) - 0xDC00);
-            ++i;
-        } else if (c >= 0xD800 && c <= 0xDFFF) {
-            code = 0xFFFD;
-        }
-        if (code < 0x800) {
-            *p++ = static_cast<char>(0xC0 | (code >> 6));
-            *p++ = static_cast<char>(0x80 | (code & 0x3F));
-        } else if (code < 0x10000) {
-            *p++ = static_cast<char>(0xE0 | (code >> 12));
-            *p++ = static_cast<char>(0x80 | ((code >> 6) & 0x3F));
-            *p++ = static_cast<char>(0x80 | (code & 0x3F));
-        } else {
-            *p++ = static_cast<char>(0xF0 | (code >> 18));
-            *p++ = static_cast<char>(0x80 | ((code >> 12) & 0x3F));
-            *p++ = static_cast<char>(0x80 | ((code >> 6) & 0x3F));
-            *p++ = static_cast<char>(0x80 | (code & 0x3F));
-        }
-    }
-    *p++ = '"';
-    out.truncate(p - out.constData());
+    QString escaped;
+    escaped.reserve(value.size() + 2);
+    escaped += u'"';
+    appendEscaped(escaped, value);
+    escaped += u'"';
+    out += escaped.toUtf8();
 }
 
 } // namespace brindlet

@@ -27,6 +27,8 @@ public:
     // Appends value as a quoted JSON string. Lone UTF-16 surrogates, which UTF-8 cannot carry,
     // become U+FFFD.
     static void appendString(QByteArray& out, const QString& value);
+    // The same escaping without the quotes, kept in UTF-16: the prompt is a QString.
+    static void appendEscaped(QString& out, QStringView value);
 
 private:
     void separate();
