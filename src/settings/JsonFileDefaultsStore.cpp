@@ -1,16 +1,26 @@
 #include "JsonFileDefaultsStore.h"
 
+#include "JsonWriter.h"
+
 #include <QDateTime>
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QLockFile>
 #include <QLoggingCategory>
 #include <QSaveFile>
+#include <QThread>
 
 #include <cmath>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
 
 Q_LOGGING_CATEGORY(lcDefaults, "com.brindlet.native.Defaults")
 
@@ -18,23 +28,36 @@ namespace brindlet {
 
 namespace {
 
-QJsonObject encodeValue(const DefaultsValue& value)
+// One entry as compact JSON: an object whose one member names the type.
+QByteArray encodeValue(const DefaultsValue& value)
 {
-    return std::visit(
-        [](const auto& v) -> QJsonObject {
+    JsonWriter writer;
+    writer.beginObject();
+    std::visit(
+        [&writer](const auto& v) {
             using T = std::decay_t<decltype(v)>;
             if constexpr (std::is_same_v<T, QString>)
-                return { { QStringLiteral("string"), v } };
+                writer.key("string").string(v);
             else if constexpr (std::is_same_v<T, bool>)
-                return { { QStringLiteral("bool"), v } };
+                writer.key("bool").boolean(v);
             else if constexpr (std::is_same_v<T, qint64>)
-                return { { QStringLiteral("integer"), v } };
+                writer.key("integer").integer(v);
             else if constexpr (std::is_same_v<T, double>)
-                return { { QStringLiteral("double"), v } };
+                writer.key("double").number(v);
             else
-                return { { QStringLiteral("data"), QString::fromLatin1(v.toBase64()) } };
+                writer.key("data").string(QString::fromLatin1(v.toBase64()));
         },
         value);
+    writer.endObject();
+    return writer.take();
+}
+
+FileStamp stampOf(const QString& path)
+{
+    struct stat info { };
+    if (::stat(QFile::encodeName(path).constData(), &info) != 0)
+        return {};
+    return { true, info.st_size, info.st_mtim.tv_sec * 1'000'000'000LL + info.st_mtim.tv_nsec, info.st_ino };
 }
 
 // An entry is an object with exactly one member that names its type.
@@ -66,18 +89,32 @@ std::optional<DefaultsValue> decodeValue(const QJsonValue& entry)
     return std::nullopt;
 }
 
+// An advisory lock on a file beside the defaults. The kernel drops it when its holder ends, so a
+// crashed instance never leaves a stale lock behind, and taking it writes nothing to disk.
 class FileLock {
 public:
     explicit FileLock(const QString& path)
-        : lock_(path + QStringLiteral(".lock"))
+        : fd_(::open(QFile::encodeName(path + QStringLiteral(".lock")).constData(), O_RDWR | O_CREAT | O_CLOEXEC, 0600))
     {
-        lock_.setStaleLockTime(5000);
-        if (!lock_.tryLock(2000))
-            qCWarning(lcDefaults) << "Writing the defaults without the lock; another instance holds it:" << path;
+        QDeadlineTimer deadline(2000);
+        while (fd_ >= 0 && ::flock(fd_, LOCK_EX | LOCK_NB) != 0) {
+            if (errno != EWOULDBLOCK || deadline.hasExpired()) {
+                qCWarning(lcDefaults) << "Writing the defaults without the lock; another instance holds it:" << path;
+                return;
+            }
+            QThread::msleep(5);
+        }
     }
+    ~FileLock()
+    {
+        if (fd_ >= 0)
+            ::close(fd_); // closing releases the lock
+    }
+    FileLock(const FileLock&) = delete;
+    FileLock& operator=(const FileLock&) = delete;
 
 private:
-    QLockFile lock_;
+    int fd_;
 };
 
 } // namespace
@@ -108,6 +145,8 @@ std::optional<DefaultsValue> JsonFileDefaultsStore::objectForKey(const QString& 
 
 bool JsonFileDefaultsStore::load(QHash<QString, DefaultsValue>& values)
 {
+    // Taken before the read: a file replaced meanwhile then differs from it and is read again.
+    lastSeen_ = stampOf(path_);
     QFile file(path_);
     if (!file.exists())
         return false;
@@ -159,8 +198,11 @@ void JsonFileDefaultsStore::apply(const QList<DefaultsChange>& changes)
 {
     FileLock lock(path_);
     // What other instances wrote since is the base; without a readable file, what this one has.
+    // A file that is still the one this store last read or wrote needs no second reading.
     QHash<QString, DefaultsValue> merged;
-    if (!load(merged))
+    const FileStamp stamp = stampOf(path_);
+    const bool unchanged = stamp.exists && stamp == lastSeen_;
+    if (unchanged || !load(merged))
         merged = values_;
     for (const auto& [key, value] : changes) {
         if (value)
@@ -171,16 +213,34 @@ void JsonFileDefaultsStore::apply(const QList<DefaultsChange>& changes)
     values_ = merged;
 
     QSaveFile file(path_);
-    if (!file.open(QIODevice::WriteOnly) || file.write(serialize(values_)) < 0 || !file.commit())
+    if (!file.open(QIODevice::WriteOnly) || file.write(serialize(values_, &encoded_)) < 0 || !file.commit()) {
         qCWarning(lcDefaults) << "Cannot write the defaults file" << path_ << ":" << file.errorString();
+        lastSeen_ = {};
+        return;
+    }
+    lastSeen_ = stampOf(path_);
 }
 
-QByteArray JsonFileDefaultsStore::serialize(const QHash<QString, DefaultsValue>& values)
+QByteArray JsonFileDefaultsStore::serialize(const QHash<QString, DefaultsValue>& values, EncodedEntries* cache)
 {
-    QJsonObject object;
-    for (auto it = values.constBegin(); it != values.constEnd(); ++it)
-        object.insert(it.key(), encodeValue(it.value()));
-    return QJsonDocument(object).toJson(QJsonDocument::Indented);
+    EncodedEntries local;
+    EncodedEntries& encoded = cache ? *cache : local;
+    QStringList keys = values.keys();
+    keys.sort();
+    QByteArray out("{\n");
+    for (const QString& key : keys) {
+        const DefaultsValue& value = values[key];
+        // Big blobs (presets, queued events) rarely change: keep each entry's text until they do.
+        auto it = encoded.find(key);
+        if (it == encoded.end() || it->first != value)
+            it = encoded.insert(key, { value, encodeValue(value) });
+        out += "    ";
+        JsonWriter::appendString(out, key);
+        out += ": " + it->second + (key == keys.last() ? "\n" : ",\n");
+    }
+    for (auto it = encoded.begin(); it != encoded.end();)
+        it = values.contains(it.key()) ? std::next(it) : encoded.erase(it);
+    return out + "}\n";
 }
 
 } // namespace brindlet

@@ -7,6 +7,15 @@
 
 namespace brindlet {
 
+// What identifies one version of a file: replacing it atomically gives it a new inode.
+struct FileStamp {
+    bool exists = false;
+    qint64 size = 0;
+    qint64 modifiedNs = 0;
+    quint64 inode = 0;
+    friend bool operator==(const FileStamp&, const FileStamp&) = default;
+};
+
 // The per-user defaults store as one JSON file of typed values, rewritten atomically on every
 // write. Several objects in this process share one store; several running instances share the
 // file: each write happens under a lock file and re-reads the file first, so that one instance
@@ -25,8 +34,11 @@ public:
     // Where the last broken file was put aside, if one was.
     const QString& setAsidePath() const { return setAsidePath_; }
 
-    // The file's text for these values; exposed for benchmarks that compare with a plain write.
-    static QByteArray serialize(const QHash<QString, DefaultsValue>& values);
+    // Each entry's value and its text, kept between writes.
+    using EncodedEntries = QHash<QString, std::pair<DefaultsValue, QByteArray>>;
+    // The file's text for these values, one entry per line in key order; exposed for tests that
+    // write a file by hand. With a cache, entries whose value is unchanged are not encoded again.
+    static QByteArray serialize(const QHash<QString, DefaultsValue>& values, EncodedEntries* cache = nullptr);
 
 private:
     // Reads the file into values, keeping every readable entry; a broken file is put aside.
@@ -38,6 +50,8 @@ private:
     QString setAsidePath_;
     QByteArray setAsideContent_; // so the same damage is kept aside once, not at every write
     QHash<QString, DefaultsValue> values_;
+    EncodedEntries encoded_;
+    FileStamp lastSeen_; // the file as this store last read or wrote it
 };
 
 } // namespace brindlet

@@ -96,6 +96,14 @@ std::optional<HotKeyShortcut> SettingsStore::loadShortcut(GlobalHotKeyAction act
     return decodeStoredShortcut(*blob).value_or(std::optional(defaultShortcut(action)));
 }
 
+QByteArray SettingsStore::encodedCustomPresets() const
+{
+    // Every save writes the whole set; the presets are encoded again only once they changed.
+    if (!encodedPresets_ || encodedPresets_->first != customPresets_)
+        encodedPresets_.emplace(customPresets_, encodePresets(customPresets_));
+    return encodedPresets_->second;
+}
+
 void SettingsStore::save()
 {
     if (isLoading_)
@@ -108,7 +116,7 @@ void SettingsStore::save()
         { QStringLiteral("showSelectionBubble"), DefaultsValue(showSelectionBubble_) },
         { QStringLiteral("analyticsEnabled"), DefaultsValue(analyticsEnabled_) },
         { QStringLiteral("hasCompletedOnboarding"), DefaultsValue(hasCompletedOnboarding_) },
-        { QStringLiteral("customPresets"), DefaultsValue(encodePresets(customPresets_)) },
+        { QStringLiteral("customPresets"), DefaultsValue(encodedCustomPresets()) },
     };
     for (GlobalHotKeyAction action : storedShortcutOrder)
         changes.append({ keyFor(action), DefaultsValue(encodeStoredShortcut(shortcut(action))) });

@@ -97,6 +97,7 @@ signals:
 
 private:
     void save();
+    QByteArray encodedCustomPresets() const;
     std::optional<HotKeyShortcut> loadShortcut(GlobalHotKeyAction action) const;
 
     DefaultsStoring& defaults_;
@@ -109,6 +110,7 @@ private:
     bool analyticsEnabled_ = true;
     bool hasCompletedOnboarding_ = false;
     QList<Preset> customPresets_;
+    mutable std::optional<std::pair<QList<Preset>, QByteArray>> encodedPresets_;
     std::optional<HotKeyShortcut> quickCommandShortcut_;
     std::optional<HotKeyShortcut> quickFixShortcut_;
     std::optional<HotKeyShortcut> openWorkspaceShortcut_;

@@ -1,7 +1,10 @@
 #include "JsonWriter.h"
 
+#include <QLocale>
+
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdint>
 
 #if defined(__x86_64__)
@@ -65,6 +68,13 @@ JsonWriter& JsonWriter::integer(std::int64_t value)
 {
     separate();
     out_ += QByteArray::number(static_cast<qlonglong>(value));
+    return *this;
+}
+
+JsonWriter& JsonWriter::number(double value)
+{
+    separate();
+    out_ += std::isfinite(value) ? QByteArray::number(value, 'g', QLocale::FloatingPointShortest) : "null";
     return *this;
 }
 

@@ -20,6 +20,8 @@ public:
     JsonWriter& string(const QString& value);
     JsonWriter& boolean(bool value);
     JsonWriter& integer(std::int64_t value);
+    // The shortest text that reads back as the same double; JSON has no infinity or NaN: null.
+    JsonWriter& number(double value);
     JsonWriter& null();
 
     QByteArray take() { return std::move(out_); }
