@@ -116,7 +116,9 @@ std::optional<SelectionSnapshot> SelectionService::capture(bool interactive)
     prepareDeferredHost(application, deferred, processID);
 
     const auto focused = ax.copyAttributeValue(application, QStringLiteral("AXFocusedUIElement")).as<ElementHandle>();
-    if (!interactive && focused && isAddressBar(frontmost->bundleIdentifier, readMetadata(*focused)))
+    // Only the listed browsers have an address bar to skip; no other application pays for the look.
+    if (!interactive && focused && isAddressBarBrowser(frontmost->bundleIdentifier)
+        && isAddressBar(readMetadata(*focused)))
         return std::nullopt;
 
     std::vector<CapturePass> passes { CapturePass::focusedSelection, CapturePass::ancestorWebSelection };
@@ -194,17 +196,16 @@ std::optional<SelectionService::Payload> SelectionService::read(const ElementHan
     const auto [status, settable] = ax.isAttributeSettable(element, QStringLiteral("AXSelectedText"));
     const bool isSettable = status == AXErrorCode::success && settable && range;
     if (!text.isEmpty() || (allowEmpty && isSettable))
-        return Payload { element, text, range, selectionBounds(element), isSettable };
+        return Payload { element, text, range, selectionBounds(element, range), isSettable };
 
     if (auto marked = readTextMarkerSelection(element))
         return Payload { element, marked->first, std::nullopt, marked->second, false };
     return std::nullopt;
 }
 
-std::optional<Rect> SelectionService::selectionBounds(const ElementHandle& element)
+std::optional<Rect> SelectionService::selectionBounds(const ElementHandle& element, std::optional<TextRange> range)
 {
     AccessibilityServing& ax = *platform_.accessibility;
-    const auto range = ax.copyAttributeValue(element, QStringLiteral("AXSelectedTextRange")).as<TextRange>();
     if (!range)
         return std::nullopt;
     auto boundsFor = [&](TextRange r) {
@@ -257,16 +258,18 @@ SelectionService::FocusedMetadata SelectionService::readMetadata(const ElementHa
     return metadata;
 }
 
-bool SelectionService::isAddressBar(const std::optional<QString>& bundleIdentifier, const FocusedMetadata& metadata)
+bool SelectionService::isAddressBarBrowser(const std::optional<QString>& bundleIdentifier)
 {
-    if (!bundleIdentifier)
-        return false;
     // Other browsers are deliberately not listed: they go through unfiltered.
-    if (!containsAnyOf(bundleIdentifier->toLower(),
+    return bundleIdentifier
+        && containsAnyOf(bundleIdentifier->toLower(),
             { "com.apple.safari", "com.apple.safaritechnologypreview", "org.chromium.chromium", "com.google.chrome",
                 "org.mozilla.firefox", "org.mozilla.nightly" },
-            true))
-        return false;
+            true);
+}
+
+bool SelectionService::isAddressBar(const FocusedMetadata& metadata)
+{
     if (!metadata.role || !containsAnyOf(*metadata.role, { "AXTextField", "AXSearchField", "AXComboBox" }, true))
         return false;
     if (metadata.ancestorRoles.contains(QStringLiteral("AXWebArea")))

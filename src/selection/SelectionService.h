@@ -93,9 +93,11 @@ private:
 
     // Capture.
     std::optional<Payload> read(const ElementHandle& element, bool allowEmpty);
-    std::optional<Rect> selectionBounds(const ElementHandle& element);
+    // Where the selection in range sits on screen, as the element reported the range.
+    std::optional<Rect> selectionBounds(const ElementHandle& element, std::optional<TextRange> range);
     FocusedMetadata readMetadata(const ElementHandle& focused);
-    static bool isAddressBar(const std::optional<QString>& bundleIdentifier, const FocusedMetadata& metadata);
+    static bool isAddressBarBrowser(const std::optional<QString>& bundleIdentifier);
+    static bool isAddressBar(const FocusedMetadata& metadata);
     std::optional<QString> readString(const ElementHandle& element, const char* attribute);
 
     // Web and browser sources.
