@@ -1,36 +1,20 @@
 #include "OllamaClient.h"
 
 #include "DescribedError.h"
-#include "HttpReplyReader.h"
+#include "HttpExchange.h"
 #include "JsonWriter.h"
+#include "OllamaStreamChunk.h"
 #include "ProviderError.h"
-#include "Utf8.h"
 
-#include <QHostAddress>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QNetworkProxyFactory>
 
 #include <algorithm>
 
 namespace brindlet {
 
 namespace {
-
-// A local model server is never reached through a proxy; anything else follows the system.
-class LoopbackBypassProxyFactory final : public QNetworkProxyFactory {
-public:
-    QList<QNetworkProxy> queryProxy(const QNetworkProxyQuery& query) override
-    {
-        const QString host = query.peerHostName();
-        QHostAddress address;
-        if (host.compare(QLatin1String("localhost"), Qt::CaseInsensitive) == 0
-            || (address.setAddress(host) && address.isLoopback()))
-            return { QNetworkProxy(QNetworkProxy::NoProxy) };
-        return systemProxyForQuery(query);
-    }
-};
 
 // The decoder's own complaint, in the words the platform uses for undecodable data.
 [[noreturn]] void throwDecodingError()
@@ -47,50 +31,13 @@ QJsonObject decodeObject(const QByteArray& json)
     return document.object();
 }
 
-// An optional member: absent or null is nothing, any other type than the expected one fails.
-std::optional<QJsonValue> optionalMember(const QJsonObject& object, const QString& key, QJsonValue::Type type)
+HttpRequest jsonPost(const QUrl& url, QByteArray body)
 {
-    const QJsonValue value = object.value(key);
-    if (value.isUndefined() || value.isNull())
-        return std::nullopt;
-    if (value.type() != type)
-        throwDecodingError();
-    return value;
-}
-
-struct StreamChunk {
-    QString response;
-    bool done = false;
-    QString error;
-};
-
-StreamChunk decodeChunk(const QByteArray& line)
-{
-    const QJsonObject object = decodeObject(line);
-    StreamChunk chunk;
-    if (auto v = optionalMember(object, QStringLiteral("response"), QJsonValue::String))
-        chunk.response = v->toString();
-    if (auto v = optionalMember(object, QStringLiteral("done"), QJsonValue::Bool))
-        chunk.done = v->toBool();
-    if (auto v = optionalMember(object, QStringLiteral("error"), QJsonValue::String))
-        chunk.error = v->toString();
-    return chunk;
-}
-
-QNetworkRequest jsonPost(const QUrl& url)
-{
-    QNetworkRequest request(url);
-    request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
-    request.setTransferTimeout(OllamaClient::generationTimeoutMs);
-    return request;
+    return HttpRequest { "POST", url, "application/json", std::move(body),
+        std::chrono::milliseconds(OllamaClient::generationTimeoutMs) };
 }
 
 } // namespace
-
-OllamaClient::OllamaClient()
-{
-    network_.setProxyFactory(new LoopbackBypassProxyFactory);
-}
 
 QUrl OllamaClient::endpoint(const QString& baseAddress, const QString& path)
 {
@@ -124,19 +71,27 @@ Task<QString> OllamaClient::generate(
     body.key("keep_alive").integer(-1);
     body.endObject();
 
-    HttpReplyReader reader(network_.post(jsonPost(url), body.take()));
-    auto abortOnCancel = co_await onCancellation([&reader] { reader.abort(); });
+    HttpExchange exchange(jsonPost(url, body.take()));
+    auto abortOnCancel = co_await onCancellation([&exchange] { exchange.abort(); });
 
-    const auto status = co_await reader.status();
+    const int status = co_await exchange.status();
     if (status != 200)
         throw ProviderError::unavailable(QStringLiteral("Ollama could not complete the request."));
 
     QString accumulated;
-    while (auto line = co_await reader.nextLine()) {
+    for (;;) {
+        auto line = exchange.takeBufferedLine();
+        if (!line)
+            line = co_await exchange.nextLine();
+        if (!line)
+            break;
         co_await checkCancellation();
-        if (!decodeUtf8(*line))
+        if (!line->isValidUtf8())
             throw ProviderError::unavailable(QStringLiteral("Ollama returned an invalid streaming response."));
-        const StreamChunk chunk = decodeChunk(*line);
+        const auto parsed = parseOllamaStreamChunk(*line);
+        if (!parsed)
+            throwDecodingError();
+        const OllamaStreamChunk& chunk = *parsed;
         if (!chunk.error.isEmpty())
             throw ProviderError::unavailable(chunk.error);
         accumulated += chunk.response;
@@ -164,22 +119,23 @@ Task<void> OllamaClient::preload(ProviderConfiguration configuration)
     body.key("keep_alive").integer(-1);
     body.endObject();
 
-    HttpReplyReader reader(network_.post(jsonPost(url), body.take()));
-    auto abortOnCancel = co_await onCancellation([&reader] { reader.abort(); });
-    const auto status = co_await reader.status();
-    (void)co_await reader.readAll();
+    HttpExchange exchange(jsonPost(url, body.take()));
+    auto abortOnCancel = co_await onCancellation([&exchange] { exchange.abort(); });
+    const int status = co_await exchange.status();
+    (void)co_await exchange.readAll();
     if (status != 200)
         throw ProviderError::unavailable(QStringLiteral("Ollama could not preload the selected model."));
 }
 
 Task<QStringList> OllamaClient::models(QString ollamaURL)
 {
-    QNetworkRequest request(endpoint(ollamaURL, QStringLiteral("api/tags")));
-    request.setTransferTimeout(modelListTimeoutMs);
-    HttpReplyReader reader(network_.get(request));
-    auto abortOnCancel = co_await onCancellation([&reader] { reader.abort(); });
-    const auto status = co_await reader.status();
-    const QByteArray body = co_await reader.readAll();
+    HttpRequest request;
+    request.url = endpoint(ollamaURL, QStringLiteral("api/tags"));
+    request.transferTimeout = std::chrono::milliseconds(modelListTimeoutMs);
+    HttpExchange exchange(std::move(request));
+    auto abortOnCancel = co_await onCancellation([&exchange] { exchange.abort(); });
+    const int status = co_await exchange.status();
+    const QByteArray body = co_await exchange.readAll();
     if (status != 200)
         throw ProviderError::unavailable(QStringLiteral("Ollama did not respond."));
 

@@ -2,7 +2,6 @@
 
 #include "AIProviding.h"
 
-#include <QNetworkAccessManager>
 #include <QUrl>
 
 namespace brindlet {
@@ -13,17 +12,12 @@ public:
     static constexpr int generationTimeoutMs = 120'000;
     static constexpr int modelListTimeoutMs = 15'000;
 
-    OllamaClient();
-
     // The base address with `path` appended; throws ProviderError::invalidURL.
     static QUrl endpoint(const QString& baseAddress, const QString& path);
 
     Task<QString> generate(QString prompt, ProviderConfiguration configuration, PartialTextHandler onPartialText);
     Task<void> preload(ProviderConfiguration configuration);
     Task<QStringList> models(QString ollamaURL);
-
-private:
-    QNetworkAccessManager network_;
 };
 
 } // namespace brindlet

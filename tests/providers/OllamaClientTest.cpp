@@ -2,6 +2,8 @@
 #include "DescribedError.h"
 #include "EventLoop.h"
 #include "FakeOllamaServer.h"
+#include "HttpExchange.h"
+#include "OllamaStreamChunk.h"
 
 #include "ProviderError.h"
 #include <QNetworkProxyFactory>
@@ -276,6 +278,83 @@ TEST_F(OllamaClientTest, ModelListFailures)
     server.respondWith(FakeResponse::json(200, "{}"));
     EXPECT_EQ(errorOf(client.models(server.baseURL())), decodeFailure);
     EXPECT_EQ(errorOf(client.models(u"ftp://x"_qs)), invalidURL);
+}
+
+} // namespace
+
+namespace {
+
+// Status, then the lines, or the error's words.
+Task<QString> readExchange(QUrl url)
+{
+    HttpRequest request;
+    request.url = std::move(url);
+    HttpExchange exchange(std::move(request));
+    const int status = co_await exchange.status();
+    QStringList parts;
+    parts << QString::number(status);
+    while (auto line = co_await exchange.nextLine())
+        parts << QString::fromUtf8(*line);
+    co_return parts.join(u'|');
+}
+
+// Every way a reply can be framed, cut at every byte; and replies that are not HTTP.
+TEST_F(OllamaClientTest, RepliesAreReadWhateverTheirFramingAndPieces)
+{
+    const QByteArray chunked = "HTTP/1.1 200 OK\r\ntransfer-encoding: Chunked\r\n\r\n"
+                               "4;x=y\r\none\n\r\n6\r\ntwo\r\nt\r\n4\r\nhree\r\n0\r\nTrailer: 1\r\n\r\n";
+    const std::tuple<const char*, QByteArray, std::chrono::milliseconds, QString> cases[] = {
+        { "contentLength", "HTTP/1.1 200 OK\r\nContent-Length: 9\r\n\r\none\ntwo\r\nextra", 0ms, u"200|one|two"_qs },
+        { "untilClose", "HTTP/1.0 404 Not Found\r\n\r\none\n\ntwo", 0ms, u"404|one|two"_qs },
+        { "chunkedInPieces", chunked, 1ms, u"200|one|two|three"_qs },
+        { "interimAnswerFirst", "HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nok\n", 0ms,
+            u"200|ok"_qs },
+        { "notHttp", "SSH-2.0-OpenSSH_9.2\r\n\r\n", 0ms, u"The server's reply is not valid HTTP."_qs },
+        { "badChunkSize", "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nzz\r\n", 0ms,
+            u"The server's reply is not valid HTTP."_qs },
+        { "closedInTheHead", "HTTP/1.1 200 OK\r\nContent-Le", 0ms, u"Connection closed"_qs },
+        { "closedInAChunk", "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n9\r\nabc\n", 0ms,
+            u"Connection closed"_qs },
+    };
+    for (const auto& [name, reply, delay, expected] : cases) {
+        server.respondWith(FakeResponse::bytes(reply, delay));
+        QString outcome;
+        try {
+            outcome = runTask(readExchange(server.baseURL()));
+        } catch (...) {
+            outcome = describe(std::current_exception());
+        }
+        EXPECT_EQ(outcome, expected) << name;
+    }
+}
+
+TEST(OllamaStreamChunk, IsStrictJson)
+{
+    const std::pair<QByteArray, std::optional<QString>> cases[] = {
+        { R"({"model":"m","response":"caf\u00e9 \ud83d\ude00\n\"/","done":false})", u"café 😀\n\"/"_qs },
+        { R"( { "context" : [1, -2.5e3, {"a": [true, null]}], "respons\u0065" : "x" } )", u"x"_qs },
+        { R"({"response":"first","response":"last","done":true})", u"last"_qs },
+        { R"({"response":null,"error":null,"done":null})", u""_qs },
+        { R"({"response":"x"} trailing)", std::nullopt },
+        { R"({"response":"x",})", std::nullopt },
+        { R"({"n":01})", std::nullopt },
+        { R"({"n":1.})", std::nullopt },
+        { R"({"response":"unterminated})", std::nullopt },
+        { "{\"response\":\"raw\ttab\"}", std::nullopt },
+        { R"({"response":"\x41"})", std::nullopt },
+        { R"({"response" "x"})", std::nullopt },
+        { R"(["response","x"])", std::nullopt },
+        { R"({'response':'x'})", std::nullopt },
+        { R"({"n":NaN})", std::nullopt },
+        { R"({"done":tru})", std::nullopt },
+        { R"({"done":"true"})", std::nullopt },
+        { R"({"error":{}})", std::nullopt },
+        { "{\"deep\":" + QByteArray(1100, '[') + QByteArray(1100, ']') + "}", std::nullopt },
+    };
+    for (const auto& [line, response] : cases) {
+        const auto chunk = parseOllamaStreamChunk(line);
+        EXPECT_EQ(chunk ? std::optional(chunk->response) : std::nullopt, response) << line.toStdString();
+    }
 }
 
 } // namespace

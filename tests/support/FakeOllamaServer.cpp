@@ -43,6 +43,15 @@ FakeResponse FakeResponse::json(int status, const QByteArray& body)
     return response;
 }
 
+FakeResponse FakeResponse::bytes(const QByteArray& reply, std::chrono::milliseconds delay)
+{
+    FakeResponse response;
+    response.verbatim = true;
+    for (const char byte : reply)
+        response.chunks.push_back({ QByteArray(1, byte), delay });
+    return response;
+}
+
 quint16 closedLoopbackPort()
 {
     QTcpServer probe;
@@ -113,6 +122,8 @@ void FakeOllamaServer::serve(QTcpSocket* socket, QByteArray* buffer)
     requests_.append(request);
 
     FakeResponse response = handler_ ? handler_(request) : FakeResponse::json(404, "{\"error\":\"no handler\"}");
+    if (response.verbatim)
+        return writeChunks(socket, std::move(response), 0);
     QByteArray head = "HTTP/1.1 " + QByteArray::number(response.status) + " Scripted\r\n";
     head += "Content-Type: " + response.contentType + "\r\nTransfer-Encoding: chunked\r\nConnection: close\r\n\r\n";
     socket->write(head);
@@ -135,7 +146,8 @@ void FakeOllamaServer::writeChunks(QTcpSocket* socket, FakeResponse response, si
             });
             return;
         }
-        socket->write(QByteArray::number(chunk.bytes.size(), 16) + "\r\n" + chunk.bytes + "\r\n");
+        socket->write(response.verbatim ? chunk.bytes
+                                        : QByteArray::number(chunk.bytes.size(), 16) + "\r\n" + chunk.bytes + "\r\n");
         socket->flush();
         if (chunkWritten_)
             chunkWritten_(index);
@@ -143,7 +155,7 @@ void FakeOllamaServer::writeChunks(QTcpSocket* socket, FakeResponse response, si
     }
     if (response.hang)
         return;
-    if (!response.dropAfterChunks)
+    if (!response.dropAfterChunks && !response.verbatim)
         socket->write("0\r\n\r\n");
     socket->disconnectFromHost();
 }

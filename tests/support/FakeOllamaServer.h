@@ -36,12 +36,15 @@ struct FakeResponse {
     std::vector<Chunk> chunks;
     bool dropAfterChunks = false; // close the connection without the terminating chunk
     bool hang = false; // never finish after the chunks
+    bool verbatim = false; // the chunks are the whole reply, head included, written as they are
 
     // One line per chunk: {"response":...,"done":false} lines, then a done line.
     static FakeResponse stream(
         const QList<QString>& pieces, std::chrono::milliseconds delay = {}, bool withDoneLine = true);
     static FakeResponse lines(const QList<QByteArray>& rawLines, std::chrono::milliseconds delay = {});
     static FakeResponse json(int status, const QByteArray& body);
+    // The reply written byte by byte as given, head and framing included, then the connection closed.
+    static FakeResponse bytes(const QByteArray& reply, std::chrono::milliseconds delay = {});
 };
 
 // A loopback port that nothing listens on, for connection failures.

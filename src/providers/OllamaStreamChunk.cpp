@@ -1,0 +1,227 @@
+#include "OllamaStreamChunk.h"
+
+namespace brindlet {
+
+namespace {
+
+constexpr int maxDepth = 1024; // as deep as Qt's own JSON reader goes
+
+// A cursor over JSON text. Every reader returns false on anything RFC 8259 does not allow.
+class JsonReader {
+public:
+    explicit JsonReader(QByteArrayView text)
+        : p_(text.data())
+        , end_(text.data() + text.size())
+    {
+    }
+
+    bool atEnd()
+    {
+        skipSpace();
+        return p_ == end_;
+    }
+    bool take(char c)
+    {
+        skipSpace();
+        if (p_ == end_ || *p_ != c)
+            return false;
+        ++p_;
+        return true;
+    }
+    bool peek(char c)
+    {
+        skipSpace();
+        return p_ != end_ && *p_ == c;
+    }
+    bool literal(QByteArrayView word)
+    {
+        skipSpace();
+        if (end_ - p_ < word.size() || QByteArrayView(p_, word.size()) != word)
+            return false;
+        p_ += word.size();
+        return true;
+    }
+
+    // A member's name, as it stands in the text unless it holds escapes.
+    bool name(QByteArrayView* out)
+    {
+        if (!peek('"'))
+            return false;
+        const char* start = p_ + 1;
+        const char* stop = start;
+        while (stop != end_ && *stop != '"' && *stop != '\\' && static_cast<unsigned char>(*stop) >= 0x20)
+            ++stop;
+        if (stop != end_ && *stop == '"') {
+            *out = QByteArrayView(start, stop - start);
+            p_ = stop + 1;
+            return true;
+        }
+        QString decoded;
+        if (!string(&decoded))
+            return false;
+        scratch_ = decoded.toUtf8();
+        *out = scratch_;
+        return true;
+    }
+
+    // A string, decoded into out when out is given.
+    bool string(QString* out)
+    {
+        if (!take('"'))
+            return false;
+        const char* start = p_;
+        while (p_ != end_ && *p_ != '"' && *p_ != '\\' && static_cast<unsigned char>(*p_) >= 0x20)
+            ++p_;
+        if (p_ != end_ && *p_ == '"') { // the common case: nothing to unescape
+            if (out)
+                *out = QString::fromUtf8(start, p_ - start);
+            ++p_;
+            return true;
+        }
+        QString decoded = QString::fromUtf8(start, p_ - start);
+        while (p_ != end_ && *p_ != '"') {
+            const char c = *p_++;
+            if (static_cast<unsigned char>(c) < 0x20)
+                return false;
+            if (c != '\\') {
+                const char* run = p_ - 1;
+                while (p_ != end_ && *p_ != '"' && *p_ != '\\' && static_cast<unsigned char>(*p_) >= 0x20)
+                    ++p_;
+                decoded += QString::fromUtf8(run, p_ - run);
+                continue;
+            }
+            if (p_ == end_)
+                return false;
+            switch (*p_++) {
+            case '"': decoded += u'"'; break;
+            case '\\': decoded += u'\\'; break;
+            case '/': decoded += u'/'; break;
+            case 'b': decoded += u'\b'; break;
+            case 'f': decoded += u'\f'; break;
+            case 'n': decoded += u'\n'; break;
+            case 'r': decoded += u'\r'; break;
+            case 't': decoded += u'\t'; break;
+            case 'u': {
+                if (end_ - p_ < 4)
+                    return false;
+                bool ok = false;
+                const ushort unit = QByteArrayView(p_, 4).toUShort(&ok, 16);
+                if (!ok)
+                    return false;
+                p_ += 4;
+                decoded += QChar(unit);
+                break;
+            }
+            default: return false;
+            }
+        }
+        if (p_ == end_)
+            return false;
+        ++p_;
+        if (out)
+            *out = std::move(decoded);
+        return true;
+    }
+
+    bool number()
+    {
+        skipSpace();
+        const char* start = p_;
+        if (p_ != end_ && *p_ == '-')
+            ++p_;
+        if (p_ != end_ && *p_ == '0')
+            ++p_;
+        else if (!digits())
+            return false;
+        if (p_ != end_ && *p_ == '.' && (++p_, !digits()))
+            return false;
+        if (p_ != end_ && (*p_ == 'e' || *p_ == 'E')) {
+            ++p_;
+            if (p_ != end_ && (*p_ == '+' || *p_ == '-'))
+                ++p_;
+            if (!digits())
+                return false;
+        }
+        return p_ != start;
+    }
+
+    // Any value, checked and dropped.
+    bool skipValue(int depth = 0)
+    {
+        if (depth > maxDepth)
+            return false;
+        if (peek('"'))
+            return string(nullptr);
+        if (take('{'))
+            return members([&](QByteArrayView) { return skipValue(depth + 1); });
+        if (take('[')) {
+            if (take(']'))
+                return true;
+            do {
+                if (!skipValue(depth + 1))
+                    return false;
+            } while (take(','));
+            return take(']');
+        }
+        if (literal("true") || literal("false") || literal("null"))
+            return true;
+        return number();
+    }
+
+    // The members of an object whose '{' was taken, each value read by readValue(name).
+    template <class ReadValue> bool members(ReadValue readValue)
+    {
+        if (take('}'))
+            return true;
+        do {
+            QByteArrayView key;
+            if (!name(&key) || !take(':') || !readValue(key))
+                return false;
+        } while (take(','));
+        return take('}');
+    }
+
+private:
+    void skipSpace()
+    {
+        while (p_ != end_ && (*p_ == ' ' || *p_ == '\t' || *p_ == '\n' || *p_ == '\r'))
+            ++p_;
+    }
+    bool digits()
+    {
+        const char* start = p_;
+        while (p_ != end_ && *p_ >= '0' && *p_ <= '9')
+            ++p_;
+        return p_ != start;
+    }
+
+    const char* p_;
+    const char* end_;
+    QByteArray scratch_; // a name that had escapes, decoded
+};
+
+} // namespace
+
+std::optional<OllamaStreamChunk> parseOllamaStreamChunk(QByteArrayView line)
+{
+    JsonReader reader(line);
+    OllamaStreamChunk chunk;
+    // A name given twice counts with its last value, as in any JSON object.
+    auto readMember = [&](QByteArrayView name) {
+        if (name == "response" || name == "error") {
+            QString& target = name == "response" ? chunk.response : chunk.error;
+            target.clear();
+            return reader.literal("null") || reader.string(&target);
+        }
+        if (name == "done") {
+            chunk.done = reader.literal("true");
+            return chunk.done || reader.literal("false") || reader.literal("null");
+        }
+        return reader.skipValue(1);
+    };
+    if (!reader.take('{') || !reader.members(readMember) || !reader.atEnd())
+        return std::nullopt;
+    return chunk;
+}
+
+} // namespace brindlet
