@@ -3,11 +3,11 @@
 // an uncached one; and brindlet-cli streaming 5 MiB as 1 KiB deltas against the same bytes as one
 // delta, which stays near 1 only while each delta costs its own size and not the whole text.
 
-#include "AgentPeers.h"
-#include "ClaudeWarmWorkerClient.h"
-#include "EventLoop.h"
-#include "ManagedCLIProcess.h"
 #include "RatioReporter.h"
+#include "providers/ClaudeWarmWorkerClient.h"
+#include "providers/ManagedCLIProcess.h"
+#include "support/AgentPeers.h"
+#include "support/EventLoop.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

@@ -2,10 +2,10 @@
 // by the fake server in this process: latency from the first chunk on the wire to the first
 // preview, and the cost of a long stream per chunk.
 
-#include "EventLoop.h"
-#include "FakeOllamaServer.h"
-#include "OllamaClient.h"
 #include "RatioReporter.h"
+#include "providers/OllamaClient.h"
+#include "support/EventLoop.h"
+#include "support/FakeOllamaServer.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>

@@ -1,8 +1,8 @@
 // Accessibility messages and time per passive monitoring tick: a focused native field, a
 // deferred host's window served from the cache, and the same host cold (walked in full).
 
-#include "DesktopScenes.h"
 #include "RatioReporter.h"
+#include "support/DesktopScenes.h"
 
 #include <QCoreApplication>
 

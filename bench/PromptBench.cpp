@@ -1,7 +1,7 @@
 // assemblePrompt over a mebibyte of mixed text, against a plain copy of the same text.
 
-#include "Prompt.h"
 #include "RatioReporter.h"
+#include "domain/Prompt.h"
 
 #include <QCoreApplication>
 

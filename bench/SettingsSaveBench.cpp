@@ -1,9 +1,9 @@
 // One settings change, which rewrites the whole defaults file, on a store holding 200 custom
 // presets and a 200-event analytics queue, against a plain QSaveFile write of the same bytes.
 
-#include "JsonFileDefaultsStore.h"
 #include "RatioReporter.h"
-#include "SettingsStore.h"
+#include "settings/JsonFileDefaultsStore.h"
+#include "settings/SettingsStore.h"
 
 #include <QCoreApplication>
 #include <QFile>

@@ -1,18 +1,18 @@
 // brindlet-cli: the generation spine without a window. It assembles the same prompt the
 // application would send, runs it through the same provider service, and lists Ollama models.
 
-#include "AIProviderService.h"
-#include "ChildProcesses.h"
-#include "CommandRules.h"
-#include "DescribedError.h"
-#include "JsonFileDefaultsStore.h"
-#include "ManagedCLIProcess.h"
-#include "NetworkError.h"
-#include "Prompt.h"
-#include "ProviderError.h"
-#include "Runtime.h"
-#include "SettingsStore.h"
-#include "Utf8.h"
+#include "core/CommandRules.h"
+#include "domain/DescribedError.h"
+#include "domain/Prompt.h"
+#include "domain/Utf8.h"
+#include "providers/AIProviderService.h"
+#include "providers/ChildProcesses.h"
+#include "providers/ManagedCLIProcess.h"
+#include "providers/NetworkError.h"
+#include "providers/ProviderError.h"
+#include "settings/JsonFileDefaultsStore.h"
+#include "settings/SettingsStore.h"
+#include "tasks/Runtime.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "AnalyticsEvent.h"
-#include "Task.h"
+#include "tasks/Task.h"
 
 namespace brindlet {
 

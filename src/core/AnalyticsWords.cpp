@@ -1,8 +1,8 @@
 #include "AnalyticsWords.h"
 
-#include "Cancellation.h"
-#include "ProviderError.h"
-#include "SelectionError.h"
+#include "providers/ProviderError.h"
+#include "selection/SelectionError.h"
+#include "tasks/Cancellation.h"
 
 namespace brindlet {
 

@@ -2,7 +2,7 @@
 
 // How the model turns requests and failures into the closed analytics vocabulary.
 
-#include "GenerationRequest.h"
+#include "domain/GenerationRequest.h"
 
 #include <QString>
 

@@ -2,8 +2,8 @@
 
 #include "AnalyticsWords.h"
 #include "CommandRules.h"
-#include "DescribedError.h"
-#include "Prompt.h"
+#include "domain/DescribedError.h"
+#include "domain/Prompt.h"
 
 #include <chrono>
 

@@ -1,18 +1,18 @@
 #pragma once
 
-#include "AIProviding.h"
-#include "AccessibilityServing.h"
-#include "AnalyticsTracking.h"
-#include "GenerationRequest.h"
-#include "GlobalHotKeyManaging.h"
-#include "PasteboardServing.h"
-#include "Preset.h"
-#include "Runtime.h"
-#include "SelectionServing.h"
-#include "SessionTypes.h"
-#include "SettingsStore.h"
-#include "WindowCoordinating.h"
-#include "WorkspaceServing.h"
+#include "analytics/AnalyticsTracking.h"
+#include "domain/GenerationRequest.h"
+#include "domain/Preset.h"
+#include "domain/SessionTypes.h"
+#include "platform/AccessibilityServing.h"
+#include "platform/PasteboardServing.h"
+#include "platform/WorkspaceServing.h"
+#include "providers/AIProviding.h"
+#include "selection/SelectionServing.h"
+#include "settings/SettingsStore.h"
+#include "shortcuts/GlobalHotKeyManaging.h"
+#include "tasks/Runtime.h"
+#include "windows/WindowCoordinating.h"
 
 #include <QHash>
 #include <QList>

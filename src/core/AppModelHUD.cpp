@@ -4,7 +4,7 @@
 
 #include "AnalyticsWords.h"
 #include "AppModelWords.h"
-#include "DescribedError.h"
+#include "domain/DescribedError.h"
 
 namespace brindlet {
 

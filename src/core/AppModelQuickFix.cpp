@@ -3,8 +3,8 @@
 #include "AppModel.h"
 
 #include "AnalyticsWords.h"
-#include "DescribedError.h"
-#include "Prompt.h"
+#include "domain/DescribedError.h"
+#include "domain/Prompt.h"
 
 namespace brindlet {
 

@@ -2,7 +2,7 @@
 
 // Sentences and analytics words shared by the model's flows.
 
-#include "AnalyticsEvent.h"
+#include "analytics/AnalyticsEvent.h"
 
 #include <QString>
 

@@ -3,7 +3,7 @@
 // The checks a command passes before it becomes a request, and the text it sends. Shared by
 // the model and the command-line client so both refuse and send exactly the same things.
 
-#include "Preset.h"
+#include "domain/Preset.h"
 
 #include <QString>
 

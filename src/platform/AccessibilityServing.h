@@ -1,7 +1,7 @@
 #pragma once
 
-#include "AccessibilityElement.h"
-#include "SelectionSnapshot.h"
+#include "domain/AccessibilityElement.h"
+#include "domain/SelectionSnapshot.h"
 
 #include <QList>
 #include <QString>

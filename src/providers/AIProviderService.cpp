@@ -1,9 +1,9 @@
 #include "AIProviderService.h"
 
-#include "DescribedError.h"
 #include "ManagedCLIProcess.h"
-#include "OffMainThread.h"
 #include "ProviderError.h"
+#include "domain/DescribedError.h"
+#include "tasks/OffMainThread.h"
 
 namespace brindlet {
 

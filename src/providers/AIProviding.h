@@ -1,8 +1,8 @@
 #pragma once
 
-#include "ProviderKind.h"
-#include "ProviderTypes.h"
-#include "Task.h"
+#include "domain/ProviderKind.h"
+#include "domain/ProviderTypes.h"
+#include "tasks/Task.h"
 
 #include <QString>
 #include <QStringList>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Completion.h"
-#include "Runtime.h"
+#include "tasks/Completion.h"
+#include "tasks/Runtime.h"
 
 #include <QString>
 #include <QUuid>

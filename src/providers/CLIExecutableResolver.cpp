@@ -1,7 +1,7 @@
 #include "CLIExecutableResolver.h"
 
 #include "ProviderError.h"
-#include "Utf8.h"
+#include "domain/Utf8.h"
 
 #include <QDir>
 #include <QDirIterator>

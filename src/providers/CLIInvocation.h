@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ProviderKind.h"
+#include "domain/ProviderKind.h"
 
 #include <QDir>
 #include <QProcessEnvironment>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "CLIInvocation.h"
-#include "Runtime.h"
+#include "tasks/Runtime.h"
 
 #include <QObject>
 #include <QProcess>

@@ -1,9 +1,9 @@
 #include "ClaudeWarmWorkerClient.h"
 
 #include "CLIExecutableResolver.h"
-#include "JsonWriter.h"
-#include "OffMainThread.h"
 #include "ProviderError.h"
+#include "domain/JsonWriter.h"
+#include "tasks/OffMainThread.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>

@@ -6,8 +6,8 @@
 // of its own and hands every piece of a stream across; a model's reply is thousands of small
 // pieces, and here they cost no more than reading the socket.
 
-#include "Completion.h"
-#include "Task.h"
+#include "tasks/Completion.h"
+#include "tasks/Task.h"
 
 #include <QAbstractSocket>
 #include <QByteArray>

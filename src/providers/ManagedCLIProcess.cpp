@@ -1,10 +1,10 @@
 #include "ManagedCLIProcess.h"
 
 #include "ChildProcesses.h"
-#include "Completion.h"
-#include "DescribedError.h"
 #include "ProviderError.h"
-#include "Utf8.h"
+#include "domain/DescribedError.h"
+#include "domain/Utf8.h"
+#include "tasks/Completion.h"
 
 #include <QDir>
 

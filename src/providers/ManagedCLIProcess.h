@@ -1,8 +1,8 @@
 #pragma once
 
 #include "CLIInvocation.h"
-#include "Runtime.h"
-#include "Task.h"
+#include "tasks/Runtime.h"
+#include "tasks/Task.h"
 
 #include <QProcess>
 

@@ -1,10 +1,10 @@
 #include "OllamaClient.h"
 
-#include "DescribedError.h"
 #include "HttpExchange.h"
-#include "JsonWriter.h"
 #include "OllamaStreamChunk.h"
 #include "ProviderError.h"
+#include "domain/DescribedError.h"
+#include "domain/JsonWriter.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>

@@ -1,10 +1,10 @@
 #include "PersistentLineProcess.h"
 
 #include "ChildProcesses.h"
-#include "DescribedError.h"
 #include "ManagedCLIProcess.h"
 #include "ProviderError.h"
-#include "Utf8.h"
+#include "domain/DescribedError.h"
+#include "domain/Utf8.h"
 
 #include <QDir>
 

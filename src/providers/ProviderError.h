@@ -1,6 +1,6 @@
 #pragma once
 
-#include "DescribedError.h"
+#include "domain/DescribedError.h"
 
 #include <QString>
 

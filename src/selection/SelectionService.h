@@ -1,13 +1,13 @@
 #pragma once
 
-#include "AccessibilityServing.h"
-#include "KeyEventPosting.h"
-#include "PasteboardServing.h"
-#include "PointerServing.h"
-#include "Runtime.h"
 #include "SelectionServing.h"
-#include "SystemLogging.h"
-#include "WorkspaceServing.h"
+#include "platform/AccessibilityServing.h"
+#include "platform/KeyEventPosting.h"
+#include "platform/PasteboardServing.h"
+#include "platform/PointerServing.h"
+#include "platform/SystemLogging.h"
+#include "platform/WorkspaceServing.h"
+#include "tasks/Runtime.h"
 
 #include <QObject>
 #include <QPointer>

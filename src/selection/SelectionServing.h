@@ -1,8 +1,8 @@
 #pragma once
 
-#include "Preset.h"
-#include "SelectionSnapshot.h"
-#include "Task.h"
+#include "domain/Preset.h"
+#include "domain/SelectionSnapshot.h"
+#include "tasks/Task.h"
 
 #include <QString>
 

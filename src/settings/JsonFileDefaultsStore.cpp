@@ -1,6 +1,6 @@
 #include "JsonFileDefaultsStore.h"
 
-#include "JsonWriter.h"
+#include "domain/JsonWriter.h"
 
 #include <QDateTime>
 #include <QDeadlineTimer>

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "DefaultsStoring.h"
-#include "HotKeyShortcut.h"
-#include "Preset.h"
-#include "ProviderKind.h"
+#include "domain/Preset.h"
+#include "domain/ProviderKind.h"
+#include "shortcuts/HotKeyShortcut.h"
 
 #include <QList>
 #include <QObject>

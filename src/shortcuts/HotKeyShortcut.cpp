@@ -1,6 +1,6 @@
 #include "HotKeyShortcut.h"
 
-#include "JsonWriter.h"
+#include "domain/JsonWriter.h"
 
 #include <QHashFunctions>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "KeyEvent.h"
+#include "platform/KeyEvent.h"
 
 #include <QByteArray>
 #include <QJsonObject>

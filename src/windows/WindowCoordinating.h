@@ -1,7 +1,7 @@
 #pragma once
 
-#include "SelectionSnapshot.h"
-#include "SessionTypes.h"
+#include "domain/SelectionSnapshot.h"
+#include "domain/SessionTypes.h"
 
 #include <cstdint>
 #include <optional>

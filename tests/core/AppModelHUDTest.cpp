@@ -1,7 +1,7 @@
-#include "AppModelHarness.h"
-#include "Printers.h"
-#include "Prompt.h"
-#include "ProviderError.h"
+#include "domain/Prompt.h"
+#include "providers/ProviderError.h"
+#include "support/AppModelHarness.h"
+#include "support/Printers.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
-#include "AppModelHarness.h"
+#include "support/AppModelHarness.h"
 
-#include "Printers.h"
+#include "support/Printers.h"
 
 #include <gtest/gtest.h>
 

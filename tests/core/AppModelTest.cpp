@@ -1,8 +1,8 @@
-#include "AppModelHarness.h"
-#include "Prompt.h"
-#include "ProviderError.h"
+#include "domain/Prompt.h"
+#include "providers/ProviderError.h"
+#include "support/AppModelHarness.h"
 
-#include "Printers.h"
+#include "support/Printers.h"
 
 #include <gtest/gtest.h>
 

@@ -1,13 +1,13 @@
 // The real model and selection service over the simulated desktop, with a scripted provider:
 // whole flows from a shortcut to a proven change in the source document.
 
-#include "AppModel.h"
-#include "DesktopScenes.h"
-#include "Doubles.h"
-#include "EventLoop.h"
-#include "InMemoryDefaultsStore.h"
-#include "ManualTimerSource.h"
-#include "Printers.h"
+#include "core/AppModel.h"
+#include "settings/InMemoryDefaultsStore.h"
+#include "support/DesktopScenes.h"
+#include "support/Doubles.h"
+#include "support/EventLoop.h"
+#include "support/ManualTimerSource.h"
+#include "support/Printers.h"
 
 #include <gtest/gtest.h>
 

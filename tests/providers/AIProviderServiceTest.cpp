@@ -1,10 +1,10 @@
-#include "AIProviderService.h"
-#include "DescribedError.h"
-#include "EventLoop.h"
-#include "FakeOllamaServer.h"
-#include "ProviderError.h"
+#include "providers/AIProviderService.h"
+#include "domain/DescribedError.h"
+#include "providers/ProviderError.h"
+#include "support/EventLoop.h"
+#include "support/FakeOllamaServer.h"
 
-#include "Printers.h"
+#include "support/Printers.h"
 
 #include <gtest/gtest.h>
 

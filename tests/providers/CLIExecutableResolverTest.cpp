@@ -1,7 +1,7 @@
-#include "CLIExecutableResolver.h"
-#include "CLIInvocation.h"
-#include "Printers.h"
-#include "ProviderError.h"
+#include "providers/CLIExecutableResolver.h"
+#include "providers/CLIInvocation.h"
+#include "providers/ProviderError.h"
+#include "support/Printers.h"
 
 #include <QDir>
 #include <QFile>

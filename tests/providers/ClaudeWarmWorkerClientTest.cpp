@@ -1,11 +1,11 @@
-#include "ClaudeWarmWorkerClient.h"
-#include "AIProviderService.h"
-#include "AgentPeers.h"
-#include "DescribedError.h"
-#include "EventLoop.h"
-#include "ManualTimerSource.h"
-#include "Printers.h"
-#include "ProviderError.h"
+#include "providers/ClaudeWarmWorkerClient.h"
+#include "domain/DescribedError.h"
+#include "providers/AIProviderService.h"
+#include "providers/ProviderError.h"
+#include "support/AgentPeers.h"
+#include "support/EventLoop.h"
+#include "support/ManualTimerSource.h"
+#include "support/Printers.h"
 
 #include <QFileInfo>
 #include <QJsonArray>

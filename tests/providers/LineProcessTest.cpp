@@ -1,11 +1,11 @@
-#include "AgentPeers.h"
-#include "AsyncLineReader.h"
-#include "DescribedError.h"
-#include "EventLoop.h"
-#include "ManualTimerSource.h"
-#include "PersistentLineProcess.h"
-#include "Printers.h"
-#include "ProviderError.h"
+#include "domain/DescribedError.h"
+#include "providers/AsyncLineReader.h"
+#include "providers/PersistentLineProcess.h"
+#include "providers/ProviderError.h"
+#include "support/AgentPeers.h"
+#include "support/EventLoop.h"
+#include "support/ManualTimerSource.h"
+#include "support/Printers.h"
 
 #include <QFileInfo>
 

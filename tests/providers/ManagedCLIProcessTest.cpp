@@ -1,9 +1,9 @@
-#include "ManagedCLIProcess.h"
-#include "AgentPeers.h"
-#include "DescribedError.h"
-#include "EventLoop.h"
-#include "Printers.h"
-#include "ProviderError.h"
+#include "providers/ManagedCLIProcess.h"
+#include "domain/DescribedError.h"
+#include "providers/ProviderError.h"
+#include "support/AgentPeers.h"
+#include "support/EventLoop.h"
+#include "support/Printers.h"
 
 #include <QFileInfo>
 #include <QJsonArray>

@@ -1,14 +1,14 @@
-#include "OllamaClient.h"
-#include "DescribedError.h"
-#include "EventLoop.h"
-#include "FakeOllamaServer.h"
-#include "HttpExchange.h"
-#include "OllamaStreamChunk.h"
+#include "providers/OllamaClient.h"
+#include "domain/DescribedError.h"
+#include "providers/HttpExchange.h"
+#include "providers/OllamaStreamChunk.h"
+#include "support/EventLoop.h"
+#include "support/FakeOllamaServer.h"
 
-#include "ProviderError.h"
+#include "providers/ProviderError.h"
 #include <QNetworkProxyFactory>
 
-#include "Printers.h"
+#include "support/Printers.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
-#include "DesktopScenes.h"
-#include "ManualTimerSource.h"
-#include "Printers.h"
+#include "support/DesktopScenes.h"
+#include "support/ManualTimerSource.h"
+#include "support/Printers.h"
 
 #include <gtest/gtest.h>
 

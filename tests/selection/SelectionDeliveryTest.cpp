@@ -1,8 +1,8 @@
-#include "DesktopScenes.h"
-#include "EventLoop.h"
-#include "ManualTimerSource.h"
-#include "Printers.h"
-#include "SelectionError.h"
+#include "selection/SelectionError.h"
+#include "support/DesktopScenes.h"
+#include "support/EventLoop.h"
+#include "support/ManualTimerSource.h"
+#include "support/Printers.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
-#include "DesktopScenes.h"
-#include "EventLoop.h"
-#include "ManualTimerSource.h"
-#include "Printers.h"
+#include "support/DesktopScenes.h"
+#include "support/EventLoop.h"
+#include "support/ManualTimerSource.h"
+#include "support/Printers.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
-#include "JsonFileDefaultsStore.h"
-#include "EventLoop.h"
-#include "Printers.h"
+#include "settings/JsonFileDefaultsStore.h"
+#include "support/EventLoop.h"
+#include "support/Printers.h"
 
 #include <QDir>
 #include <QFile>

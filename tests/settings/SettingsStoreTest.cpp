@@ -1,7 +1,7 @@
-#include "SettingsStore.h"
-#include "InMemoryDefaultsStore.h"
-#include "JsonFileDefaultsStore.h"
-#include "Printers.h"
+#include "settings/SettingsStore.h"
+#include "settings/InMemoryDefaultsStore.h"
+#include "settings/JsonFileDefaultsStore.h"
+#include "support/Printers.h"
 
 #include <QDir>
 #include <QFile>

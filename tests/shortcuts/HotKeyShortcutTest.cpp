@@ -1,5 +1,5 @@
-#include "HotKeyShortcut.h"
-#include "Printers.h"
+#include "shortcuts/HotKeyShortcut.h"
+#include "support/Printers.h"
 
 #include <QJsonDocument>
 

@@ -3,7 +3,7 @@
 // The fake agent program installed under the agent programs' names in a temporary folder that
 // is put first on PATH, with a script to play and a folder where each run records itself.
 
-#include "CLIExecutableResolver.h"
+#include "providers/CLIExecutableResolver.h"
 
 #include <QByteArray>
 #include <QDir>

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "AppModel.h"
 #include "Doubles.h"
 #include "EventLoop.h"
-#include "InMemoryDefaultsStore.h"
 #include "ManualTimerSource.h"
 #include "SimulatedDesktop.h"
+#include "core/AppModel.h"
+#include "settings/InMemoryDefaultsStore.h"
 
 #include <memory>
 

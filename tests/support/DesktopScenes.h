@@ -2,8 +2,8 @@
 
 // Small builders for the scenes tests need: editors, read-only views, browsers, deferred hosts.
 
-#include "SelectionService.h"
 #include "SimulatedDesktop.h"
+#include "selection/SelectionService.h"
 
 namespace brindlet::test {
 

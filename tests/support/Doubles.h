@@ -1,18 +1,18 @@
 #pragma once
 
-#include "SelectionError.h"
+#include "selection/SelectionError.h"
 
 // Recording doubles for the model's collaborators. They do what a test scripts and write down
 // every call, in order, so that tests can assert on what the model asked of the world.
 
-#include "AIProviding.h"
-#include "AccessibilityServing.h"
-#include "AnalyticsTracking.h"
-#include "Completion.h"
 #include "EventLoop.h"
-#include "GlobalHotKeyManaging.h"
-#include "SelectionServing.h"
-#include "WindowCoordinating.h"
+#include "analytics/AnalyticsTracking.h"
+#include "platform/AccessibilityServing.h"
+#include "providers/AIProviding.h"
+#include "selection/SelectionServing.h"
+#include "shortcuts/GlobalHotKeyManaging.h"
+#include "tasks/Completion.h"
+#include "windows/WindowCoordinating.h"
 
 #include <QStringList>
 

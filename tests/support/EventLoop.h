@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Runtime.h"
-#include "Task.h"
+#include "tasks/Runtime.h"
+#include "tasks/Task.h"
 
 #include <chrono>
 #include <functional>

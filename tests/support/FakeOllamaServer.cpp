@@ -1,6 +1,6 @@
 #include "FakeOllamaServer.h"
 
-#include "JsonWriter.h"
+#include "domain/JsonWriter.h"
 
 #include <QPointer>
 #include <QTcpSocket>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Runtime.h"
+#include "tasks/Runtime.h"
 
 #include <map>
 #include <utility>

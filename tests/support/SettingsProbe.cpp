@@ -4,8 +4,8 @@
 //   settings_probe hammer PREFIX COUNT  writes COUNT keys PREFIX0.. through the raw store
 // The file is the standard one, under $XDG_CONFIG_HOME.
 
-#include "JsonFileDefaultsStore.h"
-#include "SettingsStore.h"
+#include "settings/JsonFileDefaultsStore.h"
+#include "settings/SettingsStore.h"
 
 #include <QCoreApplication>
 #include <QJsonArray>

@@ -1,7 +1,7 @@
 #include <QCoreApplication>
 #include <QThreadPool>
 
-#include "Runtime.h"
+#include "tasks/Runtime.h"
 
 #include <gtest/gtest.h>
 

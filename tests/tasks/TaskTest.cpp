@@ -1,14 +1,14 @@
-#include "Completion.h"
-#include "EventLoop.h"
-#include "ManualTimerSource.h"
-#include "OffMainThread.h"
-#include "Runtime.h"
+#include "support/EventLoop.h"
+#include "support/ManualTimerSource.h"
+#include "tasks/Completion.h"
+#include "tasks/OffMainThread.h"
+#include "tasks/Runtime.h"
 
 #include <QObject>
 #include <QPointer>
 #include <QThread>
 
-#include "Printers.h"
+#include "support/Printers.h"
 
 #include <gtest/gtest.h>
 

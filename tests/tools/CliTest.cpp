@@ -1,9 +1,9 @@
-#include "AgentPeers.h"
-#include "EventLoop.h"
-#include "FakeOllamaServer.h"
-#include "JsonFileDefaultsStore.h"
-#include "Printers.h"
-#include "Prompt.h"
+#include "domain/Prompt.h"
+#include "settings/JsonFileDefaultsStore.h"
+#include "support/AgentPeers.h"
+#include "support/EventLoop.h"
+#include "support/FakeOllamaServer.h"
+#include "support/Printers.h"
 
 #include <QFile>
 #include <QProcess>

@@ -5,12 +5,12 @@
 // consistent as they are read and written. Scenes are built in a few lines; faults (reads that
 // fail or return the wrong kind, parents that loop, hosts that defer their tree) are data.
 
-#include "AccessibilityServing.h"
-#include "KeyEventPosting.h"
-#include "PasteboardServing.h"
-#include "PointerServing.h"
-#include "SystemLogging.h"
-#include "WorkspaceServing.h"
+#include "platform/AccessibilityServing.h"
+#include "platform/KeyEventPosting.h"
+#include "platform/PasteboardServing.h"
+#include "platform/PointerServing.h"
+#include "platform/SystemLogging.h"
+#include "platform/WorkspaceServing.h"
 
 #include <QHash>
 #include <QList>

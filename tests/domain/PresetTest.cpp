@@ -1,9 +1,9 @@
-#include "Preset.h"
+#include "domain/Preset.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
 
-#include "Printers.h"
+#include "support/Printers.h"
 
 #include <gtest/gtest.h>
 

@@ -1,7 +1,7 @@
-#include "Prompt.h"
-#include "JsonWriter.h"
+#include "domain/Prompt.h"
+#include "domain/JsonWriter.h"
 
-#include "Printers.h"
+#include "support/Printers.h"
 
 #include <gtest/gtest.h>
 
