@@ -2,6 +2,7 @@
 // deferred host's window served from the cache, and the same host cold (walked in full).
 
 #include "RatioReporter.h"
+#include "platform/AccessibilityVocabulary.h"
 #include "support/DesktopScenes.h"
 
 #include <QCoreApplication>
@@ -34,8 +35,8 @@ SimApplication& largeDeferredHost(DesktopScene& scene)
     SimApplication& app = scene.deferredHost();
     auto window = app.addWindow(QStringLiteral("Chat"));
     for (int i = 0; i < 150; ++i)
-        window->addChild(QStringLiteral("AXButton"));
-    scene.desktop.addText(window, QStringLiteral("AXWebArea"), QStringLiteral("Message from Ada"), { 13, 3 });
+        window->addChild(AXRole::button);
+    scene.desktop.addText(window, AXRole::webArea, QStringLiteral("Message from Ada"), { 13, 3 });
     return app;
 }
 

@@ -1,6 +1,7 @@
 // The Quick HUD: opening sessions, the bubble, moves inside the panel, and how a result leaves it.
 
 #include "AppModel.h"
+#include "domain/VisibleText.h"
 
 #include "AnalyticsWords.h"
 #include "AppModelWords.h"
@@ -50,7 +51,7 @@ void AppModel::handleObservedSelection(const std::optional<SelectionSnapshot>& s
     setAccessibilityGranted(services_.accessibility->isProcessTrusted());
     // A cursor, or text of blanks only, counts as no selection.
     std::optional<SelectionSnapshot> counted;
-    if (snapshot && snapshot->text && services_.selectionService->hasVisibleCharacters(*snapshot->text))
+    if (snapshot && snapshot->text && hasVisibleCharacters(*snapshot->text))
         counted = snapshot;
     setObservedSnapshot(counted);
     if (quickHUDPhase_ != QuickHUDPhase::bubble)
@@ -150,10 +151,8 @@ Task<void> AppModel::recheckBubbleLater(QPointer<AppModel> model)
     if (!model || model->services_.workspace->isApplicationActive() || model->quickHUDPhase_ != QuickHUDPhase::bubble
         || !model->services_.settings->showSelectionBubble())
         co_return;
-    SelectionServing& selection = *model->services_.selectionService;
-    const auto snapshot = selection.capture(false);
-    selection.setLastPassiveCaptureHadSnapshot(snapshot.has_value());
-    if (snapshot && snapshot->text && selection.hasVisibleCharacters(*snapshot->text)) {
+    const auto snapshot = model->services_.selectionService->recheckPassively();
+    if (snapshot && snapshot->text && hasVisibleCharacters(*snapshot->text)) {
         model->setObservedSnapshot(snapshot);
         if (model->services_.windows)
             model->services_.windows->showSelectionBubble(snapshot->bounds);
@@ -169,10 +168,8 @@ void AppModel::selectionBubblePressed()
     if (!observedSnapshot_)
         return;
     // The observed value may be stale: capture afresh before trusting it.
-    SelectionServing& selection = *services_.selectionService;
-    const auto snapshot = selection.capture(false);
-    selection.setLastPassiveCaptureHadSnapshot(snapshot.has_value());
-    if (snapshot && snapshot->text && selection.hasVisibleCharacters(*snapshot->text)) {
+    const auto snapshot = services_.selectionService->recheckPassively();
+    if (snapshot && snapshot->text && hasVisibleCharacters(*snapshot->text)) {
         setObservedSnapshot(snapshot);
         record(AnalyticsEventType::quickCommandOpened,
             words::opened(analyticsWord(QuickHUDTrigger::selectionBubble), QStringLiteral("quick_hud")));

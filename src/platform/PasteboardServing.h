@@ -11,11 +11,10 @@ namespace brindlet {
 // One clipboard item: each representation it offers, by type, in order.
 using PasteboardItem = QList<std::pair<QString, QByteArray>>;
 
-// The shared clipboard. Its change count rises with every change by anyone.
+// The shared clipboard. Its change count rises with every change by anyone. Item types are the
+// backend's own; the program only copies them back as they were.
 class PasteboardServing {
 public:
-    static inline const QString plainTextType = QStringLiteral("public.utf8-plain-text");
-
     virtual ~PasteboardServing() = default;
     virtual qint64 changeCount() = 0;
     // Every item with the types that give data.

@@ -14,7 +14,7 @@ struct RunningApplication {
     std::optional<QString> localizedName;
 };
 
-// Running applications, this process, and the few file and URL operations the program needs.
+// Running applications, this process, and the few file and settings operations the program needs.
 class WorkspaceServing {
 public:
     virtual ~WorkspaceServing() = default;
@@ -23,7 +23,8 @@ public:
     // Whether this application is the active one.
     virtual bool isApplicationActive() = 0;
     virtual bool fileExists(const QString& path) = 0;
-    virtual void openURL(const QString& url) = 0;
+    // Shows the user where this program is granted access to other applications' text.
+    virtual void openAccessibilitySettings() = 0;
 
     // Liveness by signal 0: a process owned by another user counts as alive.
     virtual bool isProcessAlive(std::int32_t processID) = 0;

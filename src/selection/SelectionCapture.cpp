@@ -1,6 +1,8 @@
 // Capture: turning what the user looks at in the frontmost application into a snapshot.
 
 #include "SelectionService.h"
+#include "domain/VisibleText.h"
+#include "platform/AccessibilityVocabulary.h"
 
 #include <QLineF>
 
@@ -44,43 +46,11 @@ SelectionService::~SelectionService()
         monitoringTask_->cancel();
 }
 
-bool SelectionService::hasVisibleCharacter(const QString& text)
-{
-    for (const char32_t scalar : text.toUcs4()) {
-        if (scalar == 0xFFFC)
-            continue;
-        switch (QChar::category(scalar)) {
-        case QChar::Letter_Uppercase:
-        case QChar::Letter_Lowercase:
-        case QChar::Letter_Titlecase:
-        case QChar::Letter_Modifier:
-        case QChar::Letter_Other:
-        case QChar::Number_DecimalDigit:
-        case QChar::Number_Letter:
-        case QChar::Number_Other:
-        case QChar::Punctuation_Connector:
-        case QChar::Punctuation_Dash:
-        case QChar::Punctuation_Open:
-        case QChar::Punctuation_Close:
-        case QChar::Punctuation_InitialQuote:
-        case QChar::Punctuation_FinalQuote:
-        case QChar::Punctuation_Other:
-        case QChar::Symbol_Math:
-        case QChar::Symbol_Currency:
-        case QChar::Symbol_Modifier:
-        case QChar::Symbol_Other: return true;
-        default: break;
-        }
-    }
-    return false;
-}
-
 void SelectionService::requestAccessibilityAccess()
 {
     platform_.accessibility->isProcessTrustedWithPrompt();
     if (!platform_.accessibility->isProcessTrusted())
-        platform_.workspace->openURL(
-            QStringLiteral("x-apple.systempreferences:com.apple.preference.security?Privacy_Accessibility"));
+        platform_.workspace->openAccessibilitySettings();
 }
 
 void SelectionService::logInfo(const QString& message)
@@ -93,9 +63,9 @@ void SelectionService::logError(const QString& message)
     platform_.log->log(SystemLogging::Level::error, categoryName, message);
 }
 
-std::optional<QString> SelectionService::readString(const ElementHandle& element, const char* attribute)
+std::optional<QString> SelectionService::readString(const ElementHandle& element, const QString& attribute)
 {
-    return platform_.accessibility->copyAttributeValue(element, QLatin1String(attribute)).as<QString>();
+    return platform_.accessibility->copyAttributeValue(element, attribute).as<QString>();
 }
 
 std::optional<SelectionSnapshot> SelectionService::capture(bool interactive)
@@ -115,7 +85,7 @@ std::optional<SelectionSnapshot> SelectionService::capture(bool interactive)
     const bool deferred = isDeferredHost(frontmost->bundleURL, frontmost->bundleIdentifier);
     prepareDeferredHost(application, deferred, processID);
 
-    const auto focused = ax.copyAttributeValue(application, QStringLiteral("AXFocusedUIElement")).as<ElementHandle>();
+    const auto focused = ax.copyAttributeValue(application, AXAttribute::focusedUIElement).as<ElementHandle>();
     // Only the listed browsers have an address bar to skip; no other application pays for the look.
     if (!interactive && focused && isAddressBarBrowser(frontmost->bundleIdentifier)
         && isAddressBar(readMetadata(*focused)))
@@ -141,7 +111,7 @@ std::optional<SelectionSnapshot> SelectionService::capture(bool interactive)
                 const auto webArea = cachedAncestorWebArea(*focused, processID);
                 if (webArea && ax.hash(*webArea) != ax.hash(*focused)) {
                     payload = read(*webArea, false);
-                    if (payload && !hasVisibleCharacter(payload->text))
+                    if (payload && !hasVisibleCharacters(payload->text))
                         payload.reset();
                 }
             }
@@ -153,7 +123,7 @@ std::optional<SelectionSnapshot> SelectionService::capture(bool interactive)
             break;
         }
         // Blank text is no selection; an empty one is a cursor, which only an asked-for capture takes.
-        if (payload && (payload->text.isEmpty() ? interactive : hasVisibleCharacter(payload->text))) {
+        if (payload && (payload->text.isEmpty() ? interactive : hasVisibleCharacters(payload->text))) {
             accepted = payload;
             break;
         }
@@ -165,10 +135,10 @@ std::optional<SelectionSnapshot> SelectionService::capture(bool interactive)
     target->element = accepted->element;
     target->focusedElement = focused.value_or(nullptr);
     target->sourceWindow
-        = ax.copyAttributeValue(application, QStringLiteral("AXFocusedWindow")).as<ElementHandle>().value_or(nullptr);
+        = ax.copyAttributeValue(application, AXAttribute::focusedWindow).as<ElementHandle>().value_or(nullptr);
     target->processID = processID;
     target->originalText = accepted->text;
-    target->originalValue = readString(accepted->element, "AXValue");
+    target->originalValue = readString(accepted->element, AXAttribute::value);
     target->originalRange = accepted->range;
     target->hadSelection = !accepted->text.isEmpty();
     target->isSettable = accepted->isSettable;
@@ -186,14 +156,14 @@ std::optional<SelectionSnapshot> SelectionService::capture(bool interactive)
 std::optional<SelectionService::Payload> SelectionService::read(const ElementHandle& element, bool allowEmpty)
 {
     AccessibilityServing& ax = *platform_.accessibility;
-    const auto range = ax.copyAttributeValue(element, QStringLiteral("AXSelectedTextRange")).as<TextRange>();
-    QString text = readString(element, "AXSelectedText").value_or(QString());
+    const auto range = ax.copyAttributeValue(element, AXAttribute::selectedTextRange).as<TextRange>();
+    QString text = readString(element, AXAttribute::selectedText).value_or(QString());
     if (text.isEmpty() && range && range->length >= 1) {
-        text = ax.copyParameterizedAttributeValue(element, QStringLiteral("AXStringForRange"), *range)
+        text = ax.copyParameterizedAttributeValue(element, AXParameterizedAttribute::stringForRange, *range)
                    .as<QString>()
                    .value_or(QString());
     }
-    const auto [status, settable] = ax.isAttributeSettable(element, QStringLiteral("AXSelectedText"));
+    const auto [status, settable] = ax.isAttributeSettable(element, AXAttribute::selectedText);
     const bool isSettable = status == AXErrorCode::success && settable && range;
     if (!text.isEmpty() || (allowEmpty && isSettable))
         return Payload { element, text, range, selectionBounds(element, range), isSettable };
@@ -209,7 +179,7 @@ std::optional<Rect> SelectionService::selectionBounds(const ElementHandle& eleme
     if (!range)
         return std::nullopt;
     auto boundsFor = [&](TextRange r) {
-        return ax.copyParameterizedAttributeValue(element, QStringLiteral("AXBoundsForRange"), r).as<Rect>();
+        return ax.copyParameterizedAttributeValue(element, AXParameterizedAttribute::boundsForRange, r).as<Rect>();
     };
     std::optional<Rect> bounds = boundsFor(*range);
     if (range->location < 0 || range->length < 1)
@@ -235,23 +205,23 @@ SelectionService::FocusedMetadata SelectionService::readMetadata(const ElementHa
 {
     AccessibilityServing& ax = *platform_.accessibility;
     FocusedMetadata metadata;
-    metadata.role = readString(focused, "AXRole");
-    metadata.identifier = readString(focused, "AXIdentifier");
-    metadata.domIdentifier = readString(focused, "AXDOMIdentifier");
-    metadata.elementDescription = readString(focused, "AXDescription");
-    metadata.title = readString(focused, "AXTitle");
+    metadata.role = readString(focused, AXAttribute::role);
+    metadata.identifier = readString(focused, AXAttribute::identifier);
+    metadata.domIdentifier = readString(focused, AXAttribute::domIdentifier);
+    metadata.elementDescription = readString(focused, AXAttribute::description);
+    metadata.title = readString(focused, AXAttribute::title);
 
     QSet<std::uint64_t> seen { ax.hash(focused) };
     ElementHandle current = focused;
     for (int step = 0; step < 24; ++step) {
-        const auto parent = ax.copyAttributeValue(current, QStringLiteral("AXParent")).as<ElementHandle>();
+        const auto parent = ax.copyAttributeValue(current, AXAttribute::parent).as<ElementHandle>();
         if (!parent)
             break;
         const std::uint64_t hash = ax.hash(*parent);
         if (seen.contains(hash))
             break;
         seen.insert(hash);
-        if (const auto role = readString(*parent, "AXRole"))
+        if (const auto role = readString(*parent, AXAttribute::role))
             metadata.ancestorRoles.append(*role);
         current = *parent;
     }
@@ -270,9 +240,10 @@ bool SelectionService::isAddressBarBrowser(const std::optional<QString>& bundleI
 
 bool SelectionService::isAddressBar(const FocusedMetadata& metadata)
 {
-    if (!metadata.role || !containsAnyOf(*metadata.role, { "AXTextField", "AXSearchField", "AXComboBox" }, true))
+    if (!metadata.role
+        || !QStringList { AXRole::textField, AXRole::searchField, AXRole::comboBox }.contains(*metadata.role))
         return false;
-    if (metadata.ancestorRoles.contains(QStringLiteral("AXWebArea")))
+    if (metadata.ancestorRoles.contains(AXRole::webArea))
         return false; // a field inside a page belongs to the page
     for (const auto& id : { metadata.identifier, metadata.domIdentifier }) {
         if (id
@@ -286,7 +257,7 @@ bool SelectionService::isAddressBar(const FocusedMetadata& metadata)
                 label->toLower(), { "address and search", "search or enter address", "smart search field" }, false))
             return true;
     }
-    return metadata.ancestorRoles.contains(QStringLiteral("AXToolbar"));
+    return metadata.ancestorRoles.contains(AXRole::toolbar);
 }
 
 } // namespace brindlet

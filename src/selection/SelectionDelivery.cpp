@@ -4,6 +4,7 @@
 
 #include "SelectionError.h"
 #include "SelectionService.h"
+#include "platform/AccessibilityVocabulary.h"
 
 #include <QThread>
 
@@ -74,7 +75,7 @@ Task<QString> SelectionService::deliver(QString text, SelectionSnapshot snapshot
                                                  : QStringLiteral("Inserted at the saved cursor.");
 
     const AXStatus status
-        = platform_.accessibility->setAttributeValue(target->element, QStringLiteral("AXSelectedText"), text);
+        = platform_.accessibility->setAttributeValue(target->element, AXAttribute::selectedText, text);
     logInfo(QStringLiteral("Direct AX delivery pid=%1 status=%2").arg(pid).arg(status));
     if (status == AXErrorCode::success) {
         const bool verified = co_await readBackLoop(text, target, directReadBackDeadline);
@@ -117,11 +118,11 @@ void SelectionService::restoreFocus(const SelectionTarget& target)
     AccessibilityServing& ax = *platform_.accessibility;
     const ElementHandle application = ax.applicationElement(target.processID);
     if (target.sourceWindow && application) {
-        ax.setAttributeValue(application, QStringLiteral("AXFocusedWindow"), target.sourceWindow);
-        ax.performAction(target.sourceWindow, QStringLiteral("AXRaise"));
+        ax.setAttributeValue(application, AXAttribute::focusedWindow, target.sourceWindow);
+        ax.performAction(target.sourceWindow, AXAction::raise);
     }
     if (target.focusedElement) {
-        const AXStatus status = ax.setAttributeValue(target.focusedElement, QStringLiteral("AXFocused"), true);
+        const AXStatus status = ax.setAttributeValue(target.focusedElement, AXAttribute::focused, true);
         logInfo(QStringLiteral("Restored source focus pid=%1 status=%2").arg(target.processID).arg(status));
     }
 }
@@ -131,21 +132,22 @@ bool SelectionService::isUnchanged(const SelectionTarget& target)
     if (!target.originalRange)
         return false; // what was never recorded cannot be proven
     AccessibilityServing& ax = *platform_.accessibility;
-    const auto range = ax.copyAttributeValue(target.element, QStringLiteral("AXSelectedTextRange")).as<TextRange>();
+    const auto range = ax.copyAttributeValue(target.element, AXAttribute::selectedTextRange).as<TextRange>();
     if (range != target.originalRange)
         return false;
-    return readString(target.element, "AXSelectedText").value_or(QString()) == target.originalText;
+    return readString(target.element, AXAttribute::selectedText).value_or(QString()) == target.originalText;
 }
 
 bool SelectionService::readBack(const QString& text, const SelectionTarget& target)
 {
     AccessibilityServing& ax = *platform_.accessibility;
-    if (readString(target.element, "AXSelectedText") == text)
+    if (readString(target.element, AXAttribute::selectedText) == text)
         return true; // some applications leave the new text selected
     if (!target.originalRange)
         return false;
     const TextRange written { target.originalRange->location, text.size() };
-    if (ax.copyParameterizedAttributeValue(target.element, QStringLiteral("AXStringForRange"), written).as<QString>()
+    if (ax.copyParameterizedAttributeValue(target.element, AXParameterizedAttribute::stringForRange, written)
+            .as<QString>()
         == text)
         return true;
     const TextRange original = *target.originalRange;
@@ -153,7 +155,7 @@ bool SelectionService::readBack(const QString& text, const SelectionTarget& targ
         || original.location + original.length > target.originalValue->size())
         return false;
     const QString expected = QString(*target.originalValue).replace(original.location, original.length, text);
-    return readString(target.element, "AXValue") == expected;
+    return readString(target.element, AXAttribute::value) == expected;
 }
 
 Task<bool> SelectionService::readBackLoop(

@@ -31,6 +31,13 @@ Task<void> SelectionService::monitor(QPointer<SelectionService> service)
     }
 }
 
+std::optional<SelectionSnapshot> SelectionService::recheckPassively()
+{
+    auto snapshot = capture(false);
+    lastPassiveCaptureHadSnapshot_ = snapshot.has_value();
+    return snapshot;
+}
+
 void SelectionService::monitoringTick()
 {
     if (platform_.workspace->isApplicationActive())

@@ -50,20 +50,16 @@ public:
     explicit SelectionService(SelectionPlatform platform, QObject* parent = nullptr);
     ~SelectionService() override;
 
-    // The visible character test: a letter, number, punctuation or symbol, U+FFFC aside.
-    static bool hasVisibleCharacter(const QString& text);
-
     // SelectionServing
     void setOnSelectionChanged(std::function<void(std::optional<SelectionSnapshot>)> callback) override;
     void startMonitoring() override;
     std::optional<SelectionSnapshot> capture(bool interactive) override;
     void requestAccessibilityAccess() override;
     Task<QString> deliver(QString text, SelectionSnapshot snapshot, DeliveryPreference preference) override;
-    bool hasVisibleCharacters(const QString& text) const override { return hasVisibleCharacter(text); }
+    std::optional<SelectionSnapshot> recheckPassively() override;
 
     // One pass of the monitoring loop; the loop calls it every 380 ms.
     void monitoringTick();
-    void setLastPassiveCaptureHadSnapshot(bool value) override { lastPassiveCaptureHadSnapshot_ = value; }
 
 private:
     struct Payload {
@@ -98,7 +94,7 @@ private:
     FocusedMetadata readMetadata(const ElementHandle& focused);
     static bool isAddressBarBrowser(const std::optional<QString>& bundleIdentifier);
     static bool isAddressBar(const FocusedMetadata& metadata);
-    std::optional<QString> readString(const ElementHandle& element, const char* attribute);
+    std::optional<QString> readString(const ElementHandle& element, const QString& attribute);
 
     // Web and browser sources.
     bool isDeferredHost(const std::optional<QString>& bundleURL, const std::optional<QString>& bundleIdentifier);
@@ -109,7 +105,7 @@ private:
     std::vector<ElementHandle> searchWebAreas(const ElementHandle& root);
     std::optional<Payload> readBrowserWindowSelection(const ElementHandle& application, std::int32_t processID);
     std::optional<Payload> firstVisibleSelection(const std::vector<ElementHandle>& elements);
-    bool hasRole(const ElementHandle& element, const char* role);
+    bool hasRole(const ElementHandle& element, const QString& role);
 
     // Delivery.
     Task<bool> waitForFrontmost(std::int32_t processID);

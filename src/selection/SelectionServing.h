@@ -21,10 +21,9 @@ public:
     virtual void requestAccessibilityAccess() = 0;
     // Returns the status text to show; fails with a SelectionError.
     virtual Task<QString> deliver(QString text, SelectionSnapshot snapshot, DeliveryPreference preference) = 0;
-    // Whether a text counts as a selection: blanks, marks and U+FFFC alone do not.
-    virtual bool hasVisibleCharacters(const QString& text) const = 0;
-    // The model's own passive re-check tells monitoring whether it found a snapshot.
-    virtual void setLastPassiveCaptureHadSnapshot(bool value) = 0;
+    // A passive capture made for the selection bubble, outside the monitoring loop; the loop
+    // counts it as its own when it decides whether the selection went away.
+    virtual std::optional<SelectionSnapshot> recheckPassively() = 0;
 };
 
 } // namespace brindlet

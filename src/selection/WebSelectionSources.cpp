@@ -2,6 +2,8 @@
 // area above the focused element and the web areas inside the application's window.
 
 #include "SelectionService.h"
+#include "domain/VisibleText.h"
+#include "platform/AccessibilityVocabulary.h"
 
 #include <deque>
 
@@ -14,9 +16,9 @@ constexpr int treeSearchDepthLimit = 11;
 constexpr auto emptyHandedCacheLifetime = std::chrono::milliseconds(1200);
 } // namespace
 
-bool SelectionService::hasRole(const ElementHandle& element, const char* role)
+bool SelectionService::hasRole(const ElementHandle& element, const QString& role)
 {
-    return readString(element, "AXRole") == QLatin1String(role);
+    return readString(element, AXAttribute::role) == role;
 }
 
 bool SelectionService::isDeferredHost(
@@ -36,7 +38,7 @@ void SelectionService::prepareDeferredHost(const ElementHandle& application, boo
     if (!isDeferred || preparedAccessibilityProcessIDs_.contains(processID))
         return;
     const AXStatus status
-        = platform_.accessibility->setAttributeValue(application, QStringLiteral("AXManualAccessibility"), true);
+        = platform_.accessibility->setAttributeValue(application, AXAttribute::manualAccessibility, true);
     // A host that does not know the attribute will never know it: asking again is pointless.
     if (status == AXErrorCode::success || status == AXErrorCode::attributeUnsupported)
         preparedAccessibilityProcessIDs_.insert(processID);
@@ -48,15 +50,17 @@ std::optional<std::pair<QString, std::optional<Rect>>> SelectionService::readTex
 {
     AccessibilityServing& ax = *platform_.accessibility;
     const auto marker
-        = ax.copyAttributeValue(element, QStringLiteral("AXSelectedTextMarkerRange")).as<TextMarkerRangeHandle>();
+        = ax.copyAttributeValue(element, AXAttribute::selectedTextMarkerRange).as<TextMarkerRangeHandle>();
     if (!marker)
         return std::nullopt;
-    const auto text = ax.copyParameterizedAttributeValue(element, QStringLiteral("AXStringForTextMarkerRange"), *marker)
-                          .as<QString>();
+    const auto text
+        = ax.copyParameterizedAttributeValue(element, AXParameterizedAttribute::stringForTextMarkerRange, *marker)
+              .as<QString>();
     if (!text || text->isEmpty())
         return std::nullopt;
     const auto bounds
-        = ax.copyParameterizedAttributeValue(element, QStringLiteral("AXBoundsForTextMarkerRange"), *marker).as<Rect>();
+        = ax.copyParameterizedAttributeValue(element, AXParameterizedAttribute::boundsForTextMarkerRange, *marker)
+              .as<Rect>();
     return std::pair { *text, bounds };
 }
 
@@ -70,9 +74,9 @@ std::optional<ElementHandle> SelectionService::findAncestorWebArea(const Element
         if (seen.contains(hash))
             return std::nullopt;
         seen.insert(hash);
-        if (hasRole(current, "AXWebArea"))
+        if (hasRole(current, AXRole::webArea))
             return current;
-        const auto parent = ax.copyAttributeValue(current, QStringLiteral("AXParent")).as<ElementHandle>();
+        const auto parent = ax.copyAttributeValue(current, AXAttribute::parent).as<ElementHandle>();
         if (!parent)
             return std::nullopt;
         current = *parent;
@@ -108,13 +112,13 @@ std::vector<ElementHandle> SelectionService::searchWebAreas(const ElementHandle&
         if (visited.contains(hash))
             continue;
         visited.insert(hash);
-        if (hasRole(element, "AXWebArea")) {
+        if (hasRole(element, AXRole::webArea)) {
             found.push_back(element);
             continue;
         }
         if (depth > treeSearchDepthLimit)
             continue;
-        const auto children = ax.copyAttributeValue(element, QStringLiteral("AXChildren"))
+        const auto children = ax.copyAttributeValue(element, AXAttribute::children)
                                   .as<QList<ElementHandle>>()
                                   .value_or(QList<ElementHandle>());
         for (const ElementHandle& child : children) {
@@ -130,7 +134,7 @@ std::optional<SelectionService::Payload> SelectionService::firstVisibleSelection
 {
     for (const ElementHandle& element : elements) {
         const auto payload = read(element, false);
-        if (payload && hasVisibleCharacter(payload->text)) {
+        if (payload && hasVisibleCharacters(payload->text)) {
             // The winner is read once more; should that fail, the first read still stands.
             auto again = read(element, false);
             return again ? again : payload;
@@ -144,10 +148,10 @@ std::optional<SelectionService::Payload> SelectionService::readBrowserWindowSele
 {
     AccessibilityServing& ax = *platform_.accessibility;
     std::vector<ElementHandle> roots;
-    if (const auto window = ax.copyAttributeValue(application, QStringLiteral("AXFocusedWindow")).as<ElementHandle>()) {
+    if (const auto window = ax.copyAttributeValue(application, AXAttribute::focusedWindow).as<ElementHandle>()) {
         roots.push_back(*window);
     } else {
-        const auto windows = ax.copyAttributeValue(application, QStringLiteral("AXWindows"))
+        const auto windows = ax.copyAttributeValue(application, AXAttribute::windows)
                                  .as<QList<ElementHandle>>()
                                  .value_or(QList<ElementHandle>());
         for (const ElementHandle& window : windows) {
@@ -166,7 +170,7 @@ std::optional<SelectionService::Payload> SelectionService::readBrowserWindowSele
             return payload;
         // The page is still there and was walked a moment ago: the selection is simply gone.
         const bool pageStillThere = std::any_of(cache->elements.begin(), cache->elements.end(),
-            [this](const ElementHandle& e) { return hasRole(e, "AXWebArea"); });
+            [this](const ElementHandle& e) { return hasRole(e, AXRole::webArea); });
         if (pageStillThere && now - cache->refreshedAt < emptyHandedCacheLifetime)
             return std::nullopt;
     }

@@ -244,7 +244,7 @@ TEST_F(AppModelHUD, BubblePressCapturesAfreshAndOpensOnlyOnAVisibleSelection)
     EXPECT_EQ(model.quickHUDPhase(), compose);
     EXPECT_EQ(model.workingSourceText(), u"fresh"_qs);
     EXPECT_EQ(model.quickHUDTrigger(), QuickHUDTrigger::selectionBubble);
-    EXPECT_TRUE(h.selection.lastPassiveCaptureHadSnapshot);
+    EXPECT_TRUE(h.selection.calls.contains(u"recheckPassively"_qs));
     EXPECT_EQ(h.analytics.events.back().dimensions.trigger, u"selection_bubble"_qs);
 }
 

@@ -18,7 +18,7 @@ using enum QuickHUDPhase;
 
 namespace {
 
-const PasteboardItem userClipboard { { PasteboardServing::plainTextType, "kept safe" },
+const PasteboardItem userClipboard { { SimulatedDesktop::plainTextType, "kept safe" },
     { u"public.rtf"_qs, "{\\rtf1}" } };
 
 class EndToEnd : public ::testing::Test {

@@ -1,3 +1,4 @@
+#include "platform/AccessibilityVocabulary.h"
 #include "support/DesktopScenes.h"
 #include "support/ManualTimerSource.h"
 #include "support/Printers.h"
@@ -92,18 +93,18 @@ INSTANTIATE_TEST_SUITE_P(Selection, Capture,
             Expected { u"😀"_qs, true, 2 }, Expected { u"😀"_qs, true, 2 } },
         CaptureCase { "selectedTextEmptyButRangeReadable",
             [](auto& s) {
-                s.editor(u"Hello world"_qs, { 0, 5 })->wrongKindReads[u"AXSelectedText"_qs] = QString();
+                s.editor(u"Hello world"_qs, { 0, 5 })->wrongKindReads[AXAttribute::selectedText] = QString();
             },
             Expected { u"Hello"_qs, true, 5 }, Expected { u"Hello"_qs, true, 5 } },
         CaptureCase { "rangeOfWrongKindIsNoRange",
             [](auto& s) {
-                s.editor(u"Hello world"_qs, { 6, 5 })->wrongKindReads[u"AXSelectedTextRange"_qs] = u"6,5"_qs;
+                s.editor(u"Hello world"_qs, { 6, 5 })->wrongKindReads[AXAttribute::selectedTextRange] = u"6,5"_qs;
             },
             Expected { u"world"_qs, false, std::nullopt }, Expected { u"world"_qs, false, std::nullopt } },
         CaptureCase { "focusOfWrongKind",
             [](auto& s) {
                 s.editor(u"Hello world"_qs, { 6, 5 });
-                s.desktop.application(501).element->wrongKindReads[u"AXFocusedUIElement"_qs] = u"x"_qs;
+                s.desktop.application(501).element->wrongKindReads[AXAttribute::focusedUIElement] = u"x"_qs;
             },
             std::nullopt, std::nullopt },
         CaptureCase { "ancestorWebArea",
@@ -136,7 +137,7 @@ INSTANTIATE_TEST_SUITE_P(Selection, Capture,
         CaptureCase { "fieldInsidePagePasses",
             [](auto& s) {
                 auto b = s.browser(u"com.google.Chrome"_qs);
-                auto field = s.desktop.addText(b.webArea, u"AXTextField"_qs, u"search me"_qs, { 0, 6 });
+                auto field = s.desktop.addText(b.webArea, AXRole::textField, u"search me"_qs, { 0, 6 });
                 field->identifier = u"omnibox"_qs;
                 b.app->focus(field);
             },
@@ -214,7 +215,8 @@ INSTANTIATE_TEST_SUITE_P(Selection, CaptureBounds,
         BoundsCase { "noPointerTakesLast", std::nullopt, noFault, lastChar },
         BoundsCase { "edgesUnreadableKeepWholeRange", QPointF(140, 205),
             [](SimElementPtr& f) {
-                f->wrongKindReads[u"AXBoundsForRange"_qs] = u"not a rect"_qs; // every range read fails
+                f->wrongKindReads[AXParameterizedAttribute::boundsForRange]
+                    = u"not a rect"_qs; // every range read fails
             },
             std::nullopt }),
     [](const auto& info) { return std::string(info.param.name); });
@@ -243,8 +245,8 @@ TEST(DeferredHost, SelectionIsFoundInTheWindowOnceTheTreeIsPublished)
     DesktopScene scene;
     SimApplication& app = scene.deferredHost();
     auto window = app.addWindow(u"Chat"_qs);
-    auto group = window->addChild(u"AXGroup"_qs);
-    auto webArea = scene.desktop.addText(group, u"AXWebArea"_qs, u"Message from Ada"_qs, { 13, 3 });
+    auto group = window->addChild(AXRole::group);
+    auto webArea = scene.desktop.addText(group, AXRole::webArea, u"Message from Ada"_qs, { 13, 3 });
     // No focused element at all: only the window search can find it.
     const auto snapshot = scene.service.capture(false);
     ASSERT_TRUE(snapshot);
@@ -264,8 +266,8 @@ struct LargeWindow {
         app = &scene.deferredHost();
         window = app->addWindow(u"Docs"_qs);
         for (int i = 0; i < filler; ++i)
-            window->addChild(u"AXButton"_qs);
-        webArea = scene.desktop.addText(window, u"AXWebArea"_qs, u"Quarterly numbers"_qs, { 0, 9 });
+            window->addChild(AXRole::button);
+        webArea = scene.desktop.addText(window, AXRole::webArea, u"Quarterly numbers"_qs, { 0, 9 });
     }
     int messagesFor(bool interactive = false)
     {
@@ -295,7 +297,7 @@ TEST(WindowSearchCache, SavesTheWalkItExistsToSave)
 
     // A different focused window changes the root hashes and forces a refresh at once.
     auto other = w.app->addWindow(u"Other"_qs);
-    w.scene.desktop.addText(other, u"AXWebArea"_qs, u"Elsewhere"_qs, { 0, 9 });
+    w.scene.desktop.addText(other, AXRole::webArea, u"Elsewhere"_qs, { 0, 9 });
     w.app->focusedWindow = other;
     const int beforeSwitch = w.scene.desktop.accessibilityMessages;
     const auto snapshot = w.scene.service.capture(false);
@@ -319,7 +321,7 @@ TEST(AncestorCache, RepeatedCapturesDoNotWalkAgain)
     auto b = scene.browser();
     auto deep = b.paragraph;
     for (int i = 0; i < 10; ++i)
-        deep = deep->addChild(u"AXGroup"_qs);
+        deep = deep->addChild(AXRole::group);
     b.app->focus(deep);
     b.webArea->selection = { 2, 4 };
     const auto count = [&] {
@@ -343,11 +345,7 @@ TEST(AccessibilityAccess, PromptsAndOpensTheSettingsOnlyWhenStillUntrusted)
         scene.desktop.trusted = false;
         scene.desktop.promptGrantsTrust = promptGrants;
         scene.service.requestAccessibilityAccess();
-        EXPECT_EQ(scene.desktop.openedURLs.isEmpty(), promptGrants);
-        if (!promptGrants) {
-            EXPECT_EQ(scene.desktop.openedURLs.first(),
-                u"x-apple.systempreferences:com.apple.preference.security?Privacy_Accessibility"_qs);
-        }
+        EXPECT_EQ(scene.desktop.accessibilitySettingsOpened, promptGrants ? 0 : 1);
     }
 }
 

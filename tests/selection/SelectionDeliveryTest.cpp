@@ -14,7 +14,7 @@ using Outcome = std::variant<QString, Kind>;
 
 namespace {
 
-const PasteboardItem userClipboard { { PasteboardServing::plainTextType, "the user's words" },
+const PasteboardItem userClipboard { { SimulatedDesktop::plainTextType, "the user's words" },
     { u"public.html"_qs, "<b>the user's words</b>" } };
 
 // A source document with "wrld" selected, captured while it was frontmost; then the user moved

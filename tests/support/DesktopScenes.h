@@ -3,6 +3,7 @@
 // Small builders for the scenes tests need: editors, read-only views, browsers, deferred hosts.
 
 #include "SimulatedDesktop.h"
+#include "platform/AccessibilityVocabulary.h"
 #include "selection/SelectionService.h"
 
 namespace brindlet::test {
@@ -27,7 +28,7 @@ struct DesktopScene {
     {
         SimApplication& app = desktop.addApplication(pid, QStringLiteral("com.apple.TextEdit"), std::move(name));
         auto window = app.addWindow(QStringLiteral("Untitled"));
-        auto field = desktop.addText(window, QStringLiteral("AXTextArea"), text, selection);
+        auto field = desktop.addText(window, AXRole::textArea, text, selection);
         app.focus(field);
         desktop.bringToFront(pid);
         return field;
@@ -42,15 +43,13 @@ struct DesktopScene {
     {
         SimApplication& app = desktop.addApplication(pid, bundleIdentifier, QStringLiteral("Safari"));
         Browser b { &app, app.addWindow(QStringLiteral("Example")), {}, {}, {} };
-        auto toolbar = b.window->addChild(QStringLiteral("AXToolbar"));
-        b.addressBar = desktop.addText(
-            toolbar, QStringLiteral("AXTextField"), QStringLiteral("https://example.test/"), { 0, 0 });
+        auto toolbar = b.window->addChild(AXRole::toolbar);
+        b.addressBar = desktop.addText(toolbar, AXRole::textField, QStringLiteral("https://example.test/"), { 0, 0 });
         b.addressBar->identifier = QStringLiteral("WEB_BROWSER_ADDRESS_AND_SEARCH_FIELD");
-        auto scroll = b.window->addChild(QStringLiteral("AXScrollArea"));
-        b.webArea
-            = desktop.addText(scroll, QStringLiteral("AXWebArea"), QStringLiteral("A page about otters."), { 0, 0 });
+        auto scroll = b.window->addChild(AXRole::scrollArea);
+        b.webArea = desktop.addText(scroll, AXRole::webArea, QStringLiteral("A page about otters."), { 0, 0 });
         b.webArea->selectedTextSettable = false;
-        b.paragraph = b.webArea->addChild(QStringLiteral("AXStaticText"));
+        b.paragraph = b.webArea->addChild(AXRole::staticText);
         app.focus(b.paragraph);
         desktop.bringToFront(pid);
         return b;

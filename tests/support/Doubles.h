@@ -56,9 +56,11 @@ public:
             throw SelectionError(*deliveryFailure);
         co_return QString();
     }
-    bool hasVisibleCharacters(const QString& text) const override { return !text.trimmed().isEmpty(); }
-    void setLastPassiveCaptureHadSnapshot(bool value) override { lastPassiveCaptureHadSnapshot = value; }
-    bool lastPassiveCaptureHadSnapshot = false;
+    std::optional<SelectionSnapshot> recheckPassively() override
+    {
+        calls << QStringLiteral("recheckPassively");
+        return nextCapture;
+    }
 };
 
 // A provider whose every generation is driven step by step by the test.

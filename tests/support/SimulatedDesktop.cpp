@@ -1,4 +1,5 @@
 #include "SimulatedDesktop.h"
+#include "platform/AccessibilityVocabulary.h"
 
 #include <algorithm>
 #include <atomic>
@@ -96,7 +97,7 @@ void SimElement::replaceSelection(const QString& text)
 
 SimElementPtr SimApplication::addWindow(const QString& windowTitle)
 {
-    auto window = element->addChild(QStringLiteral("AXWindow"));
+    auto window = element->addChild(AXRole::window);
     window->title = windowTitle;
     if (!focusedWindow.lock())
         focusedWindow = window;
@@ -107,7 +108,7 @@ void SimApplication::focus(const SimElementPtr& target)
 {
     focusedElement = target;
     for (auto node = target; node; node = node->parent.lock()) {
-        if (node->role == QLatin1String("AXWindow")) {
+        if (node->role == AXRole::window) {
             focusedWindow = node;
             break;
         }
@@ -126,7 +127,7 @@ SimApplication& SimulatedDesktop::addApplication(std::int32_t processID, const Q
     app.element = std::make_shared<SimElement>();
     app.element->identity = nextIdentity();
     app.element->processID = processID;
-    app.element->role = QStringLiteral("AXApplication");
+    app.element->role = AXRole::application;
     auto& stored = applications_[processID] = std::move(app);
     if (!frontmost_)
         frontmost_ = processID;
@@ -220,51 +221,51 @@ AXResult SimulatedDesktop::readAttribute(SimElement& element, const QString& att
     SimApplication* app = applicationOf(element);
     const bool isApplication = app && app->element.get() == &element;
     // A deferred host shows nothing below its application element until asked.
-    if (app && app->defersTree && !app->treePublished && isApplication && attribute != QLatin1String("AXRole"))
+    if (app && app->defersTree && !app->treePublished && isApplication && attribute != AXAttribute::role)
         return fail(AXErrorCode::noValue);
 
-    if (attribute == QLatin1String("AXRole"))
+    if (attribute == AXAttribute::role)
         return element.role.isEmpty() ? fail(AXErrorCode::noValue) : ok(element.role);
-    if (attribute == QLatin1String("AXIdentifier"))
+    if (attribute == AXAttribute::identifier)
         return optionalString(element.identifier);
-    if (attribute == QLatin1String("AXDOMIdentifier"))
+    if (attribute == AXAttribute::domIdentifier)
         return optionalString(element.domIdentifier);
-    if (attribute == QLatin1String("AXDescription"))
+    if (attribute == AXAttribute::description)
         return optionalString(element.description);
-    if (attribute == QLatin1String("AXTitle"))
+    if (attribute == AXAttribute::title)
         return optionalString(element.title);
-    if (attribute == QLatin1String("AXParent")) {
+    if (attribute == AXAttribute::parent) {
         auto parent = element.parentOverride ? element.parentOverride->lock() : element.parent.lock();
         return parent ? ok(handle(parent)) : fail(AXErrorCode::noValue);
     }
-    if (attribute == QLatin1String("AXChildren") || (isApplication && attribute == QLatin1String("AXWindows"))) {
+    if (attribute == AXAttribute::children || (isApplication && attribute == AXAttribute::windows)) {
         QList<ElementHandle> handles;
         for (const auto& child : element.children)
             handles.append(handle(child));
         return ok(handles);
     }
-    if (isApplication && attribute == QLatin1String("AXFocusedUIElement")) {
+    if (isApplication && attribute == AXAttribute::focusedUIElement) {
         auto focused = app->focusedElement.lock();
         return focused && focused->alive ? ok(handle(focused)) : fail(AXErrorCode::noValue);
     }
-    if (isApplication && attribute == QLatin1String("AXFocusedWindow")) {
+    if (isApplication && attribute == AXAttribute::focusedWindow) {
         auto window = app->focusedWindow.lock();
         return window && window->alive ? ok(handle(window)) : fail(AXErrorCode::noValue);
     }
-    if (attribute == QLatin1String("AXSelectedTextMarkerRange")) {
+    if (attribute == AXAttribute::selectedTextMarkerRange) {
         if (!element.markerSelection)
             return fail(AXErrorCode::noValue);
         return ok(TextMarkerRangeHandle(std::make_shared<SimMarker>(element.shared_from_this())));
     }
     if (!element.isText)
         return fail(AXErrorCode::attributeUnsupported);
-    if (attribute == QLatin1String("AXValue"))
+    if (attribute == AXAttribute::value)
         return ok(element.value);
-    if (attribute == QLatin1String("AXSelectedText"))
+    if (attribute == AXAttribute::selectedText)
         return ok(element.selectedText());
-    if (attribute == QLatin1String("AXSelectedTextRange"))
+    if (attribute == AXAttribute::selectedTextRange)
         return ok(element.selection);
-    if (attribute == QLatin1String("AXNumberOfCharacters"))
+    if (attribute == AXAttribute::numberOfCharacters)
         return ok(double(element.value.size()));
     return fail(AXErrorCode::attributeUnsupported);
 }
@@ -288,13 +289,13 @@ AXResult SimulatedDesktop::copyParameterizedAttributeValue(
     if (auto it = element->wrongKindReads.find(attribute); it != element->wrongKindReads.end())
         return ok(it->second);
 
-    if (attribute == QLatin1String("AXStringForTextMarkerRange")
-        || attribute == QLatin1String("AXBoundsForTextMarkerRange")) {
+    if (attribute == AXParameterizedAttribute::stringForTextMarkerRange
+        || attribute == AXParameterizedAttribute::boundsForTextMarkerRange) {
         const auto* markerHandle = std::get_if<TextMarkerRangeHandle>(&parameter);
         const auto* marker = markerHandle ? dynamic_cast<const SimMarker*>(markerHandle->get()) : nullptr;
         if (!marker || marker->owner.lock() != element || !element->markerSelection)
             return fail(AXErrorCode::illegalArgument);
-        if (attribute == QLatin1String("AXStringForTextMarkerRange"))
+        if (attribute == AXParameterizedAttribute::stringForTextMarkerRange)
             return ok(*element->markerSelection);
         return element->markerBounds ? ok(*element->markerBounds) : fail(AXErrorCode::noValue);
     }
@@ -303,9 +304,9 @@ AXResult SimulatedDesktop::copyParameterizedAttributeValue(
         return fail(AXErrorCode::attributeUnsupported);
     if (!validRange(*element, *range))
         return fail(AXErrorCode::illegalArgument);
-    if (attribute == QLatin1String("AXStringForRange"))
+    if (attribute == AXParameterizedAttribute::stringForRange)
         return ok(element->value.mid(range->location, range->length));
-    if (attribute == QLatin1String("AXBoundsForRange"))
+    if (attribute == AXParameterizedAttribute::boundsForRange)
         return ok(element->boundsOf(*range));
     return fail(AXErrorCode::attributeUnsupported);
 }
@@ -319,8 +320,8 @@ std::pair<AXStatus, bool> SimulatedDesktop::isAttributeSettable(const ElementHan
     if (auto it = element->failingReads.find(QStringLiteral("settable:") + attribute);
         it != element->failingReads.end())
         return { it->second, false };
-    const bool textAttribute = attribute == QLatin1String("AXSelectedText") || attribute == QLatin1String("AXValue")
-        || attribute == QLatin1String("AXSelectedTextRange");
+    const bool textAttribute = attribute == AXAttribute::selectedText || attribute == AXAttribute::value
+        || attribute == AXAttribute::selectedTextRange;
     return { AXErrorCode::success, element->isText && textAttribute && element->selectedTextSettable };
 }
 
@@ -332,26 +333,26 @@ AXStatus SimulatedDesktop::setAttributeValue(
     if (!element)
         return AXErrorCode::invalidUIElement;
     SimApplication* app = applicationOf(*element);
-    if (attribute == QLatin1String("AXManualAccessibility") && app && app->element == element) {
+    if (attribute == AXAttribute::manualAccessibility && app && app->element == element) {
         ++app->manualAccessibilityRequests;
         if (app->manualAccessibilityStatus == AXErrorCode::success && std::holds_alternative<bool>(value))
             app->treePublished = true;
         return app->manualAccessibilityStatus;
     }
-    if (attribute == QLatin1String("AXFocusedWindow") && app && app->element == element) {
+    if (attribute == AXAttribute::focusedWindow && app && app->element == element) {
         auto window = resolve(std::get_if<ElementHandle>(&value) ? std::get<ElementHandle>(value) : nullptr);
         if (!window)
             return AXErrorCode::illegalArgument;
         app->focusedWindow = window;
         return AXErrorCode::success;
     }
-    if (attribute == QLatin1String("AXFocused") && app) {
+    if (attribute == AXAttribute::focused && app) {
         if (std::get_if<bool>(&value) && std::get<bool>(value))
             app->focus(element);
         return AXErrorCode::success;
     }
     const QString* text = std::get_if<QString>(&value);
-    if (attribute == QLatin1String("AXSelectedText") && element->isText && text) {
+    if (attribute == AXAttribute::selectedText && element->isText && text) {
         ++element->writes;
         if (!element->selectedTextSettable)
             return AXErrorCode::attributeUnsupported;
@@ -364,7 +365,7 @@ AXStatus SimulatedDesktop::setAttributeValue(
             return AXErrorCode::success;
         }
     }
-    if (attribute == QLatin1String("AXSelectedTextRange") && element->isText) {
+    if (attribute == AXAttribute::selectedTextRange && element->isText) {
         const auto* range = std::get_if<TextRange>(&value);
         if (!range || !validRange(*element, *range))
             return AXErrorCode::illegalArgument;
@@ -380,9 +381,8 @@ AXStatus SimulatedDesktop::performAction(const ElementHandle& handle, const QStr
     auto element = resolve(handle);
     if (!element)
         return AXErrorCode::invalidUIElement;
-    return action == QLatin1String("AXRaise") && element->role == QLatin1String("AXWindow")
-        ? AXErrorCode::success
-        : AXErrorCode::actionUnsupported;
+    return action == AXAction::raise && element->role == AXRole::window ? AXErrorCode::success
+                                                                        : AXErrorCode::actionUnsupported;
 }
 
 std::uint64_t SimulatedDesktop::hash(const ElementHandle& handle)

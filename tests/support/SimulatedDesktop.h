@@ -98,6 +98,9 @@ class SimulatedDesktop final : public AccessibilityServing,
                                public KeyEventPosting,
                                public SystemLogging {
 public:
+    // The simulated clipboard's type for plain text.
+    static inline const QString plainTextType = QStringLiteral("text/plain;charset=utf-8");
+
     SimulatedDesktop();
 
     // ---- building scenes ----
@@ -130,7 +133,7 @@ public:
     int accessibilityMessages = 0; // every call to the accessibility service
     int trustQueries = 0;
     QStringList postedKeyEvents; // "down pid=…" and "up pid=…"
-    QStringList openedURLs;
+    int accessibilitySettingsOpened = 0;
     struct LogLine {
         Level level;
         QString category;
@@ -155,7 +158,7 @@ public:
     std::int32_t currentProcessID() override { return ownProcessID; }
     bool isApplicationActive() override { return ownApplicationActive; }
     bool fileExists(const QString& path) override { return files_.contains(path); }
-    void openURL(const QString& url) override { openedURLs << url; }
+    void openAccessibilitySettings() override { ++accessibilitySettingsOpened; }
     bool isProcessAlive(std::int32_t processID) override;
     bool isRunningApplication(std::int32_t processID) override { return applications_.count(processID) > 0; }
     void activateApplication(std::int32_t processID) override;
