@@ -3,6 +3,7 @@
 
 #include "core/CommandRules.h"
 #include "domain/DescribedError.h"
+#include "domain/OllamaReadiness.h"
 #include "domain/Prompt.h"
 #include "domain/Utf8.h"
 #include "providers/AIProviderService.h"
@@ -109,7 +110,7 @@ QString assembled(const Request& request)
 // Ollama answered, but has nothing to run the request with.
 class NoInstalledModel : public DescribedError {
 public:
-    QString description() const override { return QStringLiteral("Ollama is running, but no models are installed."); }
+    QString description() const override { return OllamaWords::noModels; }
 };
 
 // What the user can do about a provider failure, beyond the provider's own words. Decided by the
@@ -190,10 +191,11 @@ Task<void> chooseFirstModelIfNone(AIProviding* providers, ProviderConfiguration*
     if (!configuration->ollamaModel.isEmpty())
         co_return;
     const QStringList models = co_await providers->ollamaModels(configuration->ollamaURL);
-    if (models.isEmpty())
+    const auto first = modelToChoose(configuration->ollamaModel, models);
+    if (!first)
         throw NoInstalledModel();
-    configuration->ollamaModel = models.first();
-    writeOut(stderr, QStringLiteral("Using the Ollama model %1.\n").arg(models.first()));
+    configuration->ollamaModel = *first;
+    writeOut(stderr, QStringLiteral("Using the Ollama model %1.\n").arg(*first));
 }
 
 Task<void> runGenerate(
@@ -226,7 +228,7 @@ Task<void> runModels(AIProviding* providers, ProviderConfiguration configuration
         for (const QString& name : models)
             writeOut(stdout, name + QLatin1Char('\n'));
         if (models.isEmpty())
-            writeOut(stderr, QStringLiteral("Ollama is running, but no models are installed.\n"));
+            writeOut(stderr, OllamaWords::noModels + QLatin1Char('\n'));
         *exitCode = 0;
     } catch (...) {
         reportFailure(std::current_exception(), ProviderKind::ollama, configuration);

@@ -1,5 +1,7 @@
 #include "AppModel.h"
 
+#include "domain/OllamaReadiness.h"
+
 #include "AnalyticsWords.h"
 #include "CommandRules.h"
 #include "domain/DescribedError.h"
@@ -351,18 +353,10 @@ void AppModel::generate(const std::optional<Preset>& presetArgument)
     const CommandSource source { snapshot_ ? snapshot_->text : std::nullopt, workingSourceText_ };
     if (auto refusal = commandRefusal(preset, direction, source))
         return setStatusMessage(*refusal);
-    const std::optional<QString> selectedText = commandSelectedText(preset, source);
-
-    GenerationRequest request;
-    request.id = QUuid::createUuid();
-    request.prompt = assemblePrompt(direction, preset, selectedText);
-    request.instruction = direction;
-    request.preset = preset;
-    request.provider = provider_;
-    request.configuration = currentConfiguration();
-    request.snapshot = snapshot_;
-    request.delivery = resolvedDelivery(preset ? preset->delivery : DeliveryPreference::smart, snapshot_);
-    beginGeneration(request, GenerationMode::command);
+    beginGeneration(GenerationRequest::make(direction, preset, commandSelectedText(preset, source), provider_,
+                        currentConfiguration(), snapshot_,
+                        resolvedDelivery(preset ? preset->delivery : DeliveryPreference::smart, snapshot_)),
+        GenerationMode::command);
 }
 
 void AppModel::beginGeneration(const GenerationRequest& request, GenerationMode mode)
@@ -435,32 +429,17 @@ Task<void> AppModel::runModelListing(QPointer<AppModel> model, AIProviding* prov
 
 void AppModel::finishModelListing(const QString& url, const std::optional<QStringList>& models)
 {
-    using State = ProviderReadiness::State;
     // An answer for an address the user has since changed says nothing about the new one.
     if (services_.settings->ollamaURL() != url) {
         setIsRefreshingOllamaModels(false);
         return;
     }
     const QString chosen = services_.settings->ollamaModel();
-    ProviderReadiness readiness;
-    if (!models)
-        readiness = { State::unavailable, QStringLiteral("Ollama is not responding at this address."), {} };
-    else if (models->isEmpty())
-        readiness = { State::unavailable, QStringLiteral("Ollama is running, but no models are installed."), {} };
-    else if (!chosen.isEmpty() && !models->contains(chosen))
-        readiness
-            = { State::unavailable, QStringLiteral("The selected Ollama model is no longer installed."), *models };
-    else
-        readiness = { State::ready,
-            QStringLiteral("Ollama is running with %1 installed model%2.")
-                .arg(models->size())
-                .arg(models->size() == 1 ? QString() : QStringLiteral("s")),
-            *models };
     auto all = providerReadiness_;
-    all[ProviderKind::ollama] = readiness;
+    all[ProviderKind::ollama] = ollamaReadiness(models, chosen);
     setProviderReadiness(all);
-    if (models && chosen.isEmpty() && !models->isEmpty()) {
-        services_.settings->setOllamaModel(models->first());
+    if (const auto first = modelToChoose(chosen, models.value_or(QStringList()))) {
+        services_.settings->setOllamaModel(*first);
         spawn(services_.providerService->preloadOllamaModel(currentConfiguration()));
     }
     setIsRefreshingOllamaModels(false);
@@ -665,8 +644,10 @@ Task<void> AppModel::runReadinessCheck(
     readiness[kind] = answer;
     model->setProviderReadiness(readiness);
     SettingsStore& settings = *model->services_.settings;
-    if (kind == ProviderKind::ollama && settings.ollamaModel().isEmpty() && !answer.ollamaModels.isEmpty())
-        settings.setOllamaModel(answer.ollamaModels.first());
+    if (kind != ProviderKind::ollama)
+        co_return;
+    if (const auto first = modelToChoose(settings.ollamaModel(), answer.ollamaModels))
+        settings.setOllamaModel(*first);
 }
 
 // ---- shortcuts ----

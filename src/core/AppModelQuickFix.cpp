@@ -60,15 +60,9 @@ void AppModel::startQuickFix()
     showHUDAt(snapshot);
 
     // The text goes as captured: no direction, no working copy, and always a replacement.
-    GenerationRequest request;
-    request.id = QUuid::createUuid();
-    request.prompt = assemblePrompt(QString(), preset, snapshot->text);
-    request.preset = preset;
-    request.provider = provider_;
-    request.configuration = currentConfiguration();
-    request.snapshot = snapshot;
-    request.delivery = DeliveryPreference::replace;
-    beginGeneration(request, GenerationMode::quickFix);
+    beginGeneration(GenerationRequest::make(QString(), preset, snapshot->text, provider_, currentConfiguration(),
+                        snapshot, DeliveryPreference::replace),
+        GenerationMode::quickFix);
 }
 
 void AppModel::showQuickFixStatus(

@@ -22,6 +22,12 @@ struct GenerationRequest {
     ProviderConfiguration configuration;
     std::optional<SelectionSnapshot> snapshot;
     DeliveryPreference delivery = DeliveryPreference::copy;
+
+    // A new request with a fresh id, its prompt assembled from the instruction, the preset and
+    // the selected text.
+    static GenerationRequest make(const QString& instruction, const std::optional<Preset>& preset,
+        const std::optional<QString>& selectedText, ProviderKind provider, const ProviderConfiguration& configuration,
+        const std::optional<SelectionSnapshot>& snapshot, DeliveryPreference delivery);
 };
 
 // Where a finished result belongs.

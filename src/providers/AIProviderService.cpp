@@ -1,5 +1,7 @@
 #include "AIProviderService.h"
 
+#include "domain/OllamaReadiness.h"
+
 #include "ManagedCLIProcess.h"
 #include "ProviderError.h"
 #include "domain/DescribedError.h"
@@ -91,24 +93,14 @@ Task<ProviderReadiness> AIProviderService::readiness(ProviderKind provider, Prov
     if (provider != ProviderKind::ollama)
         co_return ProviderReadiness { State::unavailable, notAvailableYet(provider).description(), {} };
 
-    QStringList models;
+    std::optional<QStringList> models;
     try {
         models = co_await ollama_.models(configuration.ollamaURL);
     } catch (const CancellationError&) {
         throw;
     } catch (...) {
-        co_return ProviderReadiness { State::unavailable, QStringLiteral("Ollama is not responding at this address."),
-            {} };
     }
-    if (models.isEmpty())
-        co_return ProviderReadiness { State::unavailable,
-            QStringLiteral("Ollama is running, but no models are installed."), {} };
-    if (!configuration.ollamaModel.isEmpty() && !models.contains(configuration.ollamaModel))
-        co_return ProviderReadiness { State::unavailable,
-            QStringLiteral("The selected Ollama model is no longer installed."), models };
-    const QString plural = models.size() == 1 ? QString() : QStringLiteral("s");
-    co_return ProviderReadiness { State::ready,
-        QStringLiteral("Ollama is running with %1 installed model%2.").arg(models.size()).arg(plural), models };
+    co_return ollamaReadiness(models, configuration.ollamaModel);
 }
 
 Task<QStringList> AIProviderService::ollamaModels(QString ollamaURL)
