@@ -31,9 +31,11 @@ bool isCancellation(const std::exception_ptr& error)
 AppModel::AppModel(AppServices services, QObject* parent)
     : QObject(parent)
     , services_(services)
+    , hotKeys_(*services.settings, *services.hotKey)
 {
     Q_ASSERT(services_.settings && services_.accessibility && services_.selectionService && services_.providerService
         && services_.hotKey && services_.analytics && services_.pasteboard && services_.workspace);
+    hotKeys_.onMessagesChanged = [this](const HotKeyMessages& messages) { setHotKeyMessages(messages); };
     provider_ = services_.settings->defaultProvider();
     for (ProviderKind kind : allProviderKinds)
         providerReadiness_[kind] = ProviderReadiness::checkingValue();
@@ -654,35 +656,12 @@ Task<void> AppModel::runReadinessCheck(
 
 void AppModel::reregisterHotKeys()
 {
-    if (isRecordingHotKey_)
-        return;
-    HotKeyShortcuts shortcuts;
-    std::map<GlobalHotKeyAction, QString> duplicates;
-    for (GlobalHotKeyAction action : allGlobalHotKeyActions) {
-        const auto shortcut = services_.settings->shortcut(action);
-        if (!shortcut)
-            continue;
-        // An older settings file may hold equal shortcuts: the first action in order keeps it.
-        const auto holder = std::find_if(
-            shortcuts.begin(), shortcuts.end(), [&](const auto& entry) { return entry.second == *shortcut; });
-        if (holder != shortcuts.end()) {
-            duplicates[action] = shortcut->displayText() + QStringLiteral(" is already assigned to ")
-                + displayName(holder->first) + QStringLiteral(".");
-            continue;
-        }
-        shortcuts[action] = *shortcut;
-    }
-    for (const auto& [action, message] : duplicates)
-        hotKeyValidationMessages_[action] = message;
+    hotKeys_.reregister();
+}
 
-    hotKeyServiceMessages_.clear();
-    for (const auto& [action, error] : services_.hotKey->registerShortcuts(shortcuts))
-        hotKeyServiceMessages_[action] = error.description();
-
-    HotKeyMessages merged = hotKeyServiceMessages_;
-    for (const auto& [action, message] : hotKeyValidationMessages_)
-        merged[action] = message;
-    setHotKeyMessages(merged);
+void AppModel::setShortcut(const std::optional<HotKeyShortcut>& shortcut, GlobalHotKeyAction action)
+{
+    hotKeys_.setShortcut(shortcut, action);
 }
 
 // ---- analytics ----

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "analytics/AnalyticsTracking.h"
+#include "core/HotKeyRegistration.h"
 #include "domain/GenerationRequest.h"
 #include "domain/Preset.h"
 #include "domain/SessionTypes.h"
@@ -28,7 +29,6 @@
 
 namespace brindlet {
 
-using HotKeyMessages = std::map<GlobalHotKeyAction, QString>;
 using ProviderReadinessMap = std::map<ProviderKind, ProviderReadiness>;
 
 // The collaborators the model drives. The caller owns them and keeps them alive as long as
@@ -231,6 +231,7 @@ public:
     void refreshProviderReadiness();
     void refreshOllamaModels();
     void reregisterHotKeys();
+    void setShortcut(const std::optional<HotKeyShortcut>& shortcut, GlobalHotKeyAction action);
 
 signals:
     void snapshotChanged();
@@ -298,6 +299,7 @@ private:
     void cancelTimedSteps();
 
     AppServices services_;
+    HotKeyRegistration hotKeys_;
     std::optional<brindlet::SelectionSnapshot> snapshot_ {};
     std::optional<brindlet::SelectionSnapshot> observedSnapshot_ {};
     QString workingSourceText_ {};
@@ -337,9 +339,6 @@ private:
     std::function<void()> workspaceOpener_;
     QuickHUDPhase sourceDetailReturnPhase_ = QuickHUDPhase::compose;
     bool started_ = false;
-    bool isRecordingHotKey_ = false;
-    HotKeyMessages hotKeyValidationMessages_;
-    HotKeyMessages hotKeyServiceMessages_;
     QHash<QUuid, Clock::time_point> generationStartedAt_;
 };
 

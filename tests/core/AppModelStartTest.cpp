@@ -128,6 +128,22 @@ TEST_F(AppModelStart, DuplicateShortcutsLoseToTheFirstActionInOrder)
     EXPECT_EQ(messages.at(GlobalHotKeyAction::quickCommand),
         u"⇧⌘Space is unavailable. Choose another shortcut or change the conflicting shortcut in the other app."_qs);
     EXPECT_FALSE(messages.count(GlobalHotKeyAction::openWorkspace));
+
+    // Rebinding the holder resolves the duplicate: both register, and its message goes.
+    h.hotKeys.failures.clear();
+    const auto other = SettingsStore::defaultShortcut(GlobalHotKeyAction::openWorkspace);
+    model.setShortcut(other, GlobalHotKeyAction::quickCommand);
+    ASSERT_EQ(h.hotKeys.registrations.size(), 2u);
+    EXPECT_EQ(h.hotKeys.registrations[1].size(), 2u);
+    EXPECT_TRUE(model.hotKeyMessages().empty());
+
+    // Taking a shortcut another action holds is refused and changes nothing.
+    model.setShortcut(other, GlobalHotKeyAction::quickFix);
+    EXPECT_EQ(h.hotKeys.registrations.size(), 2u);
+    EXPECT_EQ(model.hotKeyMessages().at(GlobalHotKeyAction::quickFix),
+        other.displayText() + u" is already assigned to Quick Command."_qs);
+    EXPECT_EQ(h.settings.shortcut(GlobalHotKeyAction::quickFix),
+        SettingsStore::defaultShortcut(GlobalHotKeyAction::quickCommand));
 }
 
 TEST_F(AppModelStart, HotKeyPressesOpenTheHUDAndTheWorkspace)

@@ -7,6 +7,8 @@
 #include "core/AppModel.h"
 #include "settings/InMemoryDefaultsStore.h"
 
+#include <gtest/gtest.h>
+
 #include <memory>
 
 namespace brindlet::test {
@@ -33,6 +35,7 @@ struct AppModelHarness {
     // Nothing a test started outlives it: cancelled tasks unwind before the doubles go.
     ~AppModelHarness()
     {
+        EXPECT_EQ(analytics.outOfVocabulary, QStringList());
         model.reset();
         cancelAllTasks();
         drainEvents();

@@ -38,6 +38,33 @@ Task<QString> ScriptedProvider::generate(
     co_return *generation->answerDespiteCancellation;
 }
 
+Task<void> RecordingAnalytics::record(AnalyticsEventType type, AnalyticsDimensions dimensions)
+{
+    // The closed vocabulary: no event may carry any other word, and never any text of the user's.
+    static const std::pair<std::optional<QString> AnalyticsDimensions::*, QStringList> vocabulary[] = {
+        { &AnalyticsDimensions::provider, { u"ollama"_qs, u"claude"_qs, u"codex"_qs, u"cursor"_qs, u"gemini"_qs } },
+        { &AnalyticsDimensions::action,
+            { u"custom"_qs, u"new_content"_qs, u"preset"_qs, u"fix_writing"_qs, u"rewrite"_qs, u"summarize"_qs,
+                u"explain"_qs, u"translate"_qs, u"unknown"_qs } },
+        { &AnalyticsDimensions::trigger,
+            { u"selection_bubble"_qs, u"global_hotkey"_qs, u"menu_bar"_qs, u"workspace_toolbar"_qs, u"workspace"_qs } },
+        { &AnalyticsDimensions::surface, { u"quick_hud"_qs, u"workspace"_qs, u"quick_fix"_qs, u"onboarding"_qs } },
+        { &AnalyticsDimensions::delivery, { u"smart"_qs, u"replace"_qs, u"insert"_qs, u"copy"_qs } },
+        { &AnalyticsDimensions::outcome,
+            { u"success"_qs, u"cancelled"_qs, u"replaced"_qs, u"inserted"_qs, u"copied"_qs, u"unchanged"_qs,
+                u"rejected"_qs, u"validation"_qs, u"provider_unavailable"_qs, u"provider_error"_qs, u"timeout"_qs,
+                u"stale_target"_qs, u"unknown"_qs } },
+        { &AnalyticsDimensions::durationBucket,
+            { u"lt1s"_qs, u"1to3s"_qs, u"3to10s"_qs, u"10to30s"_qs, u"30splus"_qs } },
+    };
+    for (const auto& [member, words] : vocabulary) {
+        if (const auto& word = dimensions.*member; word && !words.contains(*word))
+            outOfVocabulary << wireName(type) + u": "_qs + *word;
+    }
+    events.push_back({ type, std::move(dimensions) });
+    return finishedTask();
+}
+
 Task<ProviderReadiness> ScriptedProvider::readiness(ProviderKind provider, ProviderConfiguration)
 {
     calls << QStringLiteral("readiness(%1)").arg(wireName(provider));

@@ -146,11 +146,9 @@ public:
         return finishedTask();
     }
     Task<void> setEnabled(bool) override { return finishedTask(); }
-    Task<void> record(AnalyticsEventType type, AnalyticsDimensions dimensions) override
-    {
-        events.push_back({ type, std::move(dimensions) });
-        return finishedTask();
-    }
+    // Every word recorded outside the closed vocabulary, as "dimension=word".
+    QStringList outOfVocabulary;
+    Task<void> record(AnalyticsEventType type, AnalyticsDimensions dimensions) override;
     QStringList typeNames() const
     {
         QStringList names;
