@@ -32,13 +32,15 @@ AppModel::AppModel(AppServices services, QObject* parent)
     : QObject(parent)
     , services_(services)
     , hotKeys_(*services.settings, *services.hotKey)
+    , providerStatus_(*services.providerService, *services.settings)
 {
     Q_ASSERT(services_.settings && services_.accessibility && services_.selectionService && services_.providerService
         && services_.hotKey && services_.analytics && services_.pasteboard && services_.workspace);
     hotKeys_.onMessagesChanged = [this](const HotKeyMessages& messages) { setHotKeyMessages(messages); };
     provider_ = services_.settings->defaultProvider();
-    for (ProviderKind kind : allProviderKinds)
-        providerReadiness_[kind] = ProviderReadiness::checkingValue();
+    connect(&providerStatus_, &ProviderStatus::readinessChanged, this, &AppModel::providerReadinessChanged);
+    connect(&providerStatus_, &ProviderStatus::isRefreshingOllamaModelsChanged, this,
+        &AppModel::isRefreshingOllamaModelsChanged);
 }
 
 AppModel::~AppModel()
@@ -171,18 +173,6 @@ void AppModel::setIsQuickFixSession(bool value)
     emit isQuickFixSessionChanged();
 }
 
-void AppModel::setProviderReadiness(const brindlet::ProviderReadinessMap& value)
-{
-    providerReadiness_ = value;
-    emit providerReadinessChanged();
-}
-
-void AppModel::setIsRefreshingOllamaModels(bool value)
-{
-    isRefreshingOllamaModels_ = value;
-    emit isRefreshingOllamaModelsChanged();
-}
-
 void AppModel::setOnboardingStep(int value)
 {
     onboardingStep_ = value;
@@ -247,14 +237,12 @@ bool AppModel::isSourceEdited() const
 
 bool AppModel::isProviderReady() const
 {
-    const auto it = providerReadiness_.find(provider_);
-    return it != providerReadiness_.end() && it->second.state == ProviderReadiness::State::ready;
+    return providerStatus_.isReady(provider_);
 }
 
 QStringList AppModel::ollamaModels() const
 {
-    const auto it = providerReadiness_.find(ProviderKind::ollama);
-    return it != providerReadiness_.end() ? it->second.ollamaModels : QStringList();
+    return providerStatus_.ollamaModels();
 }
 
 QString AppModel::providerLabel() const
@@ -409,43 +397,6 @@ Task<void> AppModel::applyPreview(QPointer<AppModel> model, QUuid requestID, QSt
 }
 
 // ---- the end of a generation ----
-
-void AppModel::refreshOllamaModels()
-{
-    if (isRefreshingOllamaModels_)
-        return;
-    setIsRefreshingOllamaModels(true);
-    spawn(runModelListing(QPointer<AppModel>(this), services_.providerService, services_.settings->ollamaURL()));
-}
-
-Task<void> AppModel::runModelListing(QPointer<AppModel> model, AIProviding* providers, QString url)
-{
-    std::optional<QStringList> models;
-    try {
-        models = co_await providers->ollamaModels(url);
-    } catch (...) {
-    }
-    if (model)
-        model->finishModelListing(url, models);
-}
-
-void AppModel::finishModelListing(const QString& url, const std::optional<QStringList>& models)
-{
-    // An answer for an address the user has since changed says nothing about the new one.
-    if (services_.settings->ollamaURL() != url) {
-        setIsRefreshingOllamaModels(false);
-        return;
-    }
-    const QString chosen = services_.settings->ollamaModel();
-    auto all = providerReadiness_;
-    all[ProviderKind::ollama] = ollamaReadiness(models, chosen);
-    setProviderReadiness(all);
-    if (const auto first = modelToChoose(chosen, models.value_or(QStringList()))) {
-        services_.settings->setOllamaModel(*first);
-        spawn(services_.providerService->preloadOllamaModel(currentConfiguration()));
-    }
-    setIsRefreshingOllamaModels(false);
-}
 
 void AppModel::finishGeneration(const GenerationRequest& request, GenerationMode mode,
     const std::optional<QString>& text, const std::exception_ptr& error, bool taskCancelled)
@@ -608,7 +559,7 @@ void AppModel::clearSession()
 
 ProviderConfiguration AppModel::currentConfiguration() const
 {
-    return ProviderConfiguration { services_.settings->ollamaURL(), services_.settings->ollamaModel() };
+    return services_.settings->providerConfiguration();
 }
 
 void AppModel::prepareInBackground(ProviderKind kind)
@@ -618,38 +569,19 @@ void AppModel::prepareInBackground(ProviderKind kind)
 
 void AppModel::refreshProviderReadiness()
 {
-    if (marketingPreviewState_) {
-        ProviderReadinessMap fixed;
-        for (ProviderKind kind : allProviderKinds)
-            fixed[kind] = { ProviderReadiness::State::ready, QStringLiteral("Installed and signed in"), {} };
-        fixed[ProviderKind::ollama]
-            = { ProviderReadiness::State::ready, QStringLiteral("Ready · llama3.2"), { QStringLiteral("llama3.2") } };
-        setProviderReadiness(fixed);
-        return;
-    }
-    const ProviderConfiguration configuration = currentConfiguration();
-    for (ProviderKind kind : allProviderKinds) {
-        auto readiness = providerReadiness_;
-        readiness[kind] = ProviderReadiness::checkingValue();
-        setProviderReadiness(readiness);
-        spawn(runReadinessCheck(QPointer<AppModel>(this), services_.providerService, kind, configuration));
-    }
+    if (!marketingPreviewState_)
+        return providerStatus_.refreshAll();
+    ProviderReadinessMap fixed;
+    for (ProviderKind kind : allProviderKinds)
+        fixed[kind] = { ProviderReadiness::State::ready, QStringLiteral("Installed and signed in"), {} };
+    fixed[ProviderKind::ollama]
+        = { ProviderReadiness::State::ready, QStringLiteral("Ready · llama3.2"), { QStringLiteral("llama3.2") } };
+    providerStatus_.showFixed(fixed);
 }
 
-Task<void> AppModel::runReadinessCheck(
-    QPointer<AppModel> model, AIProviding* providers, ProviderKind kind, ProviderConfiguration configuration)
+void AppModel::refreshOllamaModels()
 {
-    const ProviderReadiness answer = co_await providers->readiness(kind, configuration);
-    if (!model)
-        co_return;
-    auto readiness = model->providerReadiness_;
-    readiness[kind] = answer;
-    model->setProviderReadiness(readiness);
-    SettingsStore& settings = *model->services_.settings;
-    if (kind != ProviderKind::ollama)
-        co_return;
-    if (const auto first = modelToChoose(settings.ollamaModel(), answer.ollamaModels))
-        settings.setOllamaModel(*first);
+    providerStatus_.refreshOllamaModels();
 }
 
 // ---- shortcuts ----

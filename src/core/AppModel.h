@@ -2,6 +2,7 @@
 
 #include "analytics/AnalyticsTracking.h"
 #include "core/HotKeyRegistration.h"
+#include "core/ProviderStatus.h"
 #include "domain/GenerationRequest.h"
 #include "domain/Preset.h"
 #include "domain/SessionTypes.h"
@@ -28,8 +29,6 @@
 #include <optional>
 
 namespace brindlet {
-
-using ProviderReadinessMap = std::map<ProviderKind, ProviderReadiness>;
 
 // The collaborators the model drives. The caller owns them and keeps them alive as long as
 // the model; the window coordinator may arrive later, since it is built on the model.
@@ -86,10 +85,8 @@ class AppModel : public QObject {
     Q_PROPERTY(brindlet::HotKeyMessages hotKeyMessages READ hotKeyMessages WRITE setHotKeyMessages NOTIFY
             hotKeyMessagesChanged)
     Q_PROPERTY(bool isQuickFixSession READ isQuickFixSession WRITE setIsQuickFixSession NOTIFY isQuickFixSessionChanged)
-    Q_PROPERTY(brindlet::ProviderReadinessMap providerReadiness READ providerReadiness WRITE setProviderReadiness NOTIFY
-            providerReadinessChanged)
-    Q_PROPERTY(bool isRefreshingOllamaModels READ isRefreshingOllamaModels WRITE setIsRefreshingOllamaModels NOTIFY
-            isRefreshingOllamaModelsChanged)
+    Q_PROPERTY(brindlet::ProviderReadinessMap providerReadiness READ providerReadiness NOTIFY providerReadinessChanged)
+    Q_PROPERTY(bool isRefreshingOllamaModels READ isRefreshingOllamaModels NOTIFY isRefreshingOllamaModelsChanged)
     Q_PROPERTY(int onboardingStep READ onboardingStep WRITE setOnboardingStep NOTIFY onboardingStepChanged)
     Q_PROPERTY(std::optional<brindlet::MarketingPreviewState> marketingPreviewState READ marketingPreviewState WRITE
             setMarketingPreviewState NOTIFY marketingPreviewStateChanged)
@@ -125,8 +122,8 @@ public:
     brindlet::QuickHUDTrigger quickHUDTrigger() const { return quickHUDTrigger_; }
     const brindlet::HotKeyMessages& hotKeyMessages() const { return hotKeyMessages_; }
     bool isQuickFixSession() const { return isQuickFixSession_; }
-    const brindlet::ProviderReadinessMap& providerReadiness() const { return providerReadiness_; }
-    bool isRefreshingOllamaModels() const { return isRefreshingOllamaModels_; }
+    const brindlet::ProviderReadinessMap& providerReadiness() const { return providerStatus_.readiness(); }
+    bool isRefreshingOllamaModels() const { return providerStatus_.isRefreshingOllamaModels(); }
     int onboardingStep() const { return onboardingStep_; }
     const std::optional<brindlet::MarketingPreviewState>& marketingPreviewState() const
     {
@@ -155,8 +152,6 @@ public:
     void setQuickHUDTrigger(brindlet::QuickHUDTrigger value);
     void setHotKeyMessages(const brindlet::HotKeyMessages& value);
     void setIsQuickFixSession(bool value);
-    void setProviderReadiness(const brindlet::ProviderReadinessMap& value);
-    void setIsRefreshingOllamaModels(bool value);
     void setOnboardingStep(int value);
     void setMarketingPreviewState(const std::optional<brindlet::MarketingPreviewState>& value);
 
@@ -269,9 +264,6 @@ private:
         SelectionSnapshot snapshot, DeliveryPreference preference, std::optional<GenerationRequest> quickFixRequest);
     static Task<void> dismissAfter(QPointer<AppModel> model, Duration delay, QuickHUDPhase phase);
     static Task<void> recheckBubbleLater(QPointer<AppModel> model);
-    static Task<void> runModelListing(QPointer<AppModel> model, AIProviding* providers, QString url);
-    static Task<void> runReadinessCheck(
-        QPointer<AppModel> model, AIProviding* providers, ProviderKind kind, ProviderConfiguration configuration);
 
     void finishGeneration(const GenerationRequest& request, GenerationMode mode, const std::optional<QString>& text,
         const std::exception_ptr& error, bool taskCancelled);
@@ -285,7 +277,6 @@ private:
         const std::optional<QString>& status, const std::exception_ptr& error);
     void finishQuickFixDelivery(const QString& text, const GenerationRequest& request,
         const std::optional<QString>& status, const std::exception_ptr& error);
-    void finishModelListing(const QString& url, const std::optional<QStringList>& models);
     void continueQuickFix(const GenerationRequest& request);
     AnalyticsDimensions quickFixDimensions(std::optional<QString> outcome) const;
     void giveUpKeyboard();
@@ -300,6 +291,7 @@ private:
 
     AppServices services_;
     HotKeyRegistration hotKeys_;
+    ProviderStatus providerStatus_;
     std::optional<brindlet::SelectionSnapshot> snapshot_ {};
     std::optional<brindlet::SelectionSnapshot> observedSnapshot_ {};
     QString workingSourceText_ {};
@@ -322,8 +314,6 @@ private:
     brindlet::QuickHUDTrigger quickHUDTrigger_ = QuickHUDTrigger::selectionBubble;
     brindlet::HotKeyMessages hotKeyMessages_ {};
     bool isQuickFixSession_ = false;
-    brindlet::ProviderReadinessMap providerReadiness_ {};
-    bool isRefreshingOllamaModels_ = false;
     int onboardingStep_ = 0;
     std::optional<brindlet::MarketingPreviewState> marketingPreviewState_ {};
 

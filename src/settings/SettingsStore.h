@@ -3,6 +3,7 @@
 #include "DefaultsStoring.h"
 #include "domain/Preset.h"
 #include "domain/ProviderKind.h"
+#include "domain/ProviderTypes.h"
 #include "shortcuts/HotKeyShortcut.h"
 
 #include <QList>
@@ -48,6 +49,8 @@ public:
     ProviderKind defaultProvider() const { return defaultProvider_; }
     QString ollamaURL() const { return ollamaURL_; }
     QString ollamaModel() const { return ollamaModel_; }
+    // The Ollama address and model, as a request takes them.
+    ProviderConfiguration providerConfiguration() const { return { ollamaURL_, ollamaModel_ }; }
     bool keepRunningAfterDockQuit() const { return keepRunningAfterDockQuit_; }
     bool showSelectionBubble() const { return showSelectionBubble_; }
     bool analyticsEnabled() const { return analyticsEnabled_; }

@@ -91,14 +91,24 @@ TEST_F(AppModelHUD, TogglesAreRefusedWhileGenerating)
     EXPECT_EQ(model.quickHUDPhase(), generating);
 }
 
-TEST_F(AppModelHUD, ProviderPickerListsOllamaModelsWhenItHasNone)
+TEST_F(AppModelHUD, ProviderPickerListsOllamaModelsAndDropsAListingForAnOldAddress)
 {
     h.openHUD(u"text"_qs);
     model.toggleProviderPicker();
+    ASSERT_TRUE(runUntil([&] { return h.provider.pendingListings.size() == 1; }));
+    h.settings.setOllamaURL(u"http://127.0.0.1:9"_qs); // changed while the listing runs
+    h.provider.pendingListings[0]->resolve({ u"old-host-model"_qs });
     ASSERT_TRUE(runUntil([&] { return !model.isRefreshingOllamaModels(); }));
-    // The scripted provider lists no models.
-    EXPECT_EQ(model.providerReadiness().at(ProviderKind::ollama).detail,
-        u"Ollama is running, but no models are installed."_qs);
+    EXPECT_EQ(model.providerReadiness().at(ProviderKind::ollama).state, ProviderReadiness::State::checking);
+    EXPECT_TRUE(h.settings.ollamaModel().isEmpty());
+
+    model.refreshOllamaModels();
+    ASSERT_TRUE(runUntil([&] { return h.provider.pendingListings.size() == 2; }));
+    h.provider.pendingListings[1]->resolve({ u"m"_qs });
+    ASSERT_TRUE(runUntil([&] { return !model.isRefreshingOllamaModels(); }));
+    EXPECT_EQ(model.ollamaModels(), QStringList { u"m"_qs });
+    EXPECT_EQ(h.settings.ollamaModel(), u"m"_qs);
+    ASSERT_TRUE(runUntil([&] { return h.provider.calls.contains(u"preload(m)"_qs); }));
 }
 
 TEST_F(AppModelHUD, RetainedResultSurvivesReturningAndGoesWithDiscard)

@@ -106,7 +106,13 @@ public:
         co_return;
     }
     Task<ProviderReadiness> readiness(ProviderKind provider, ProviderConfiguration) override;
-    Task<QStringList> ollamaModels(QString) override { co_return QStringList(); }
+    // Listings wait for the test to answer them.
+    std::vector<std::shared_ptr<Completion<QStringList>>> pendingListings;
+    Task<QStringList> ollamaModels(QString) override
+    {
+        pendingListings.push_back(std::make_shared<Completion<QStringList>>());
+        co_return co_await pendingListings.back()->wait();
+    }
     Task<void> preloadOllamaModel(ProviderConfiguration configuration) override
     {
         calls << QStringLiteral("preload(%1)").arg(configuration.ollamaModel);
