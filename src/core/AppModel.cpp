@@ -414,11 +414,18 @@ void AppModel::finishGeneration(const GenerationRequest& request, GenerationMode
     }
 }
 
-void AppModel::clearActiveGeneration(const QUuid& requestID)
+// Every end of a generation: the request is forgotten, its task dropped, the preview cleared
+// unless asked to stay, and only then does the model read as idle.
+void AppModel::endGeneration(const QUuid& requestID, bool keepPreview)
 {
     generationStartedAt_.remove(requestID);
+    activeGenerationID_.reset();
     activeGenerationRequest_.reset();
     activeGenerationMode_.reset();
+    generationTask_.reset();
+    if (!keepPreview)
+        setGenerationPreview(QString());
+    setIsGenerating(false);
 }
 
 void AppModel::succeed(const GenerationRequest& request, GenerationMode mode, const QString& text)
@@ -429,15 +436,10 @@ void AppModel::succeed(const GenerationRequest& request, GenerationMode mode, co
     lastGenerationRequest_ = request;
     record(
         AnalyticsEventType::generationCompleted, generationDimensions(request, mode, QStringLiteral("success"), true));
-    clearActiveGeneration(request.id);
-    setGenerationPreview(QString());
     if (instruction_.trimmed() == request.instruction)
         setInstruction(QString());
-    activeGenerationID_.reset();
-    generationTask_.reset();
-    setGenerationPreview(QString());
     // The result is in place before the model reads as idle.
-    setIsGenerating(false);
+    endGeneration(request.id, false);
     if (mode == GenerationMode::quickFix)
         continueQuickFix(request);
     else if (quickHUDPhase_ != QuickHUDPhase::bubble)
@@ -449,11 +451,7 @@ void AppModel::fail(const GenerationRequest& request, GenerationMode mode, const
     const QString message = describe(error);
     setStatusMessage(message);
     record(AnalyticsEventType::generationFailed, generationDimensions(request, mode, errorClass(error), true));
-    clearActiveGeneration(request.id);
-    activeGenerationID_.reset();
-    generationTask_.reset();
-    setGenerationPreview(QString());
-    setIsGenerating(false);
+    endGeneration(request.id, false);
     if (mode == GenerationMode::quickFix) {
         // The user lands in the ordinary composer with the selection still attached.
         setIsQuickFixSession(false);
@@ -468,11 +466,7 @@ void AppModel::endCancelled(const GenerationRequest& request, GenerationMode mod
 {
     record(AnalyticsEventType::generationCancelled,
         generationDimensions(request, mode, QStringLiteral("cancelled"), true));
-    clearActiveGeneration(request.id);
-    activeGenerationID_.reset();
-    generationTask_.reset();
-    // Unlike every other end, the preview stays.
-    setIsGenerating(false);
+    endGeneration(request.id, true); // unlike every other end, the preview stays
     if (quickHUDPhase_ == QuickHUDPhase::generating)
         moveToPhase(QuickHUDPhase::compose);
 }
@@ -485,16 +479,10 @@ void AppModel::cancelGeneration(bool reportCancelled)
     if (wasGenerating && activeGenerationRequest_ && activeGenerationMode_) {
         record(AnalyticsEventType::generationCancelled,
             generationDimensions(*activeGenerationRequest_, *activeGenerationMode_, QStringLiteral("cancelled"), true));
-        generationStartedAt_.remove(activeGenerationRequest_->id);
     }
-    activeGenerationID_.reset();
-    activeGenerationRequest_.reset();
-    activeGenerationMode_.reset();
     if (generationTask_)
         generationTask_->cancel();
-    generationTask_.reset();
-    setGenerationPreview(QString());
-    setIsGenerating(false);
+    endGeneration(activeGenerationRequest_ ? activeGenerationRequest_->id : QUuid(), false);
     if (reportCancelled && wasGenerating)
         setStatusMessage(QStringLiteral("Generation cancelled."));
 }

@@ -270,7 +270,7 @@ private:
     void succeed(const GenerationRequest& request, GenerationMode mode, const QString& text);
     void fail(const GenerationRequest& request, GenerationMode mode, const std::exception_ptr& error);
     void endCancelled(const GenerationRequest& request, GenerationMode mode);
-    void clearActiveGeneration(const QUuid& requestID);
+    void endGeneration(const QUuid& requestID, bool keepPreview);
 
     void openSession(const std::optional<SelectionSnapshot>& snapshot, QuickHUDTrigger trigger);
     void finishDelivery(const QString& text, const SelectionSnapshot& snapshot, DeliveryPreference preference,
@@ -280,6 +280,8 @@ private:
     void continueQuickFix(const GenerationRequest& request);
     AnalyticsDimensions quickFixDimensions(std::optional<QString> outcome) const;
     void giveUpKeyboard();
+    // The coordinator, or one that does nothing until the shell has handed one over.
+    WindowCoordinating& windows() const;
     void showHUDAt(const std::optional<SelectionSnapshot>& snapshot);
     void moveToPhase(QuickHUDPhase phase);
     void record(AnalyticsEventType type, AnalyticsDimensions dimensions = {});

@@ -9,6 +9,26 @@
 
 namespace brindlet {
 
+namespace {
+class NoWindows final : public WindowCoordinating {
+public:
+    void quickHUDPhaseDidChange(QuickHUDPhase) override { }
+    void showQuickHUD(std::optional<Rect>, std::optional<std::int32_t>) override { }
+    void hideQuickHUD() override { }
+    void showSelectionBubble(std::optional<Rect>) override { }
+    void hideSelectionBubble() override { }
+    void closeApplicationWindows() override { }
+    void bringWorkspaceForward() override { }
+    void resignKeyboard() override { }
+};
+} // namespace
+
+WindowCoordinating& AppModel::windows() const
+{
+    static NoWindows none;
+    return services_.windows ? *services_.windows : none;
+}
+
 using namespace std::chrono_literals;
 
 namespace {
@@ -58,12 +78,10 @@ void AppModel::handleObservedSelection(const std::optional<SelectionSnapshot>& s
         return; // an open HUD never reacts to the selection
     if (services_.settings->showSelectionBubble() && counted) {
         moveToPhase(QuickHUDPhase::bubble);
-        if (services_.windows)
-            services_.windows->showSelectionBubble(counted->bounds);
+        windows().showSelectionBubble(counted->bounds);
         return;
     }
-    if (services_.windows)
-        services_.windows->hideSelectionBubble();
+    windows().hideSelectionBubble();
 }
 
 void AppModel::openSession(const std::optional<SelectionSnapshot>& snapshot, QuickHUDTrigger trigger)
@@ -83,9 +101,7 @@ void AppModel::openSession(const std::optional<SelectionSnapshot>& snapshot, Qui
 
 void AppModel::showHUDAt(const std::optional<SelectionSnapshot>& snapshot)
 {
-    if (!services_.windows)
-        return;
-    services_.windows->showQuickHUD(snapshot ? snapshot->bounds : std::nullopt,
+    windows().showQuickHUD(snapshot ? snapshot->bounds : std::nullopt,
         snapshot && snapshot->target ? std::optional(snapshot->target->processID) : std::nullopt);
 }
 
@@ -97,8 +113,7 @@ void AppModel::dismissQuickHUD()
     resetSession(std::nullopt); // a result not delivered is gone
     setStatusMessage(std::nullopt);
     moveToPhase(QuickHUDPhase::bubble);
-    if (services_.windows)
-        services_.windows->hideQuickHUD();
+    windows().hideQuickHUD();
 }
 
 void AppModel::openWorkspace()
@@ -108,15 +123,14 @@ void AppModel::openWorkspace()
     // The session carries over into the workspace; a running generation goes on.
     if (quickHUDPhase_ != QuickHUDPhase::bubble) {
         moveToPhase(QuickHUDPhase::bubble);
-        if (services_.windows)
-            services_.windows->hideQuickHUD();
+        windows().hideQuickHUD();
     }
     if (workspaceOpener_)
         workspaceOpener_();
     QPointer<AppModel> weak(this);
     postToMainThread([weak] {
-        if (weak && weak->services_.windows)
-            weak->services_.windows->bringWorkspaceForward();
+        if (weak)
+            weak->windows().bringWorkspaceForward();
     });
 }
 
@@ -132,8 +146,7 @@ void AppModel::cancelTimedSteps()
 void AppModel::moveToPhase(QuickHUDPhase phase)
 {
     setQuickHUDPhase(phase);
-    if (services_.windows)
-        services_.windows->quickHUDPhaseDidChange(phase);
+    windows().quickHUDPhaseDidChange(phase);
 }
 
 // ---- the bubble ----
@@ -154,12 +167,10 @@ Task<void> AppModel::recheckBubbleLater(QPointer<AppModel> model)
     const auto snapshot = model->services_.selectionService->recheckPassively();
     if (snapshot && snapshot->text && hasVisibleCharacters(*snapshot->text)) {
         model->setObservedSnapshot(snapshot);
-        if (model->services_.windows)
-            model->services_.windows->showSelectionBubble(snapshot->bounds);
+        model->windows().showSelectionBubble(snapshot->bounds);
     } else {
         model->setObservedSnapshot(std::nullopt);
-        if (model->services_.windows)
-            model->services_.windows->hideSelectionBubble();
+        model->windows().hideSelectionBubble();
     }
 }
 
@@ -177,8 +188,7 @@ void AppModel::selectionBubblePressed()
         return;
     }
     setObservedSnapshot(std::nullopt);
-    if (services_.windows)
-        services_.windows->hideSelectionBubble();
+    windows().hideSelectionBubble();
 }
 
 // ---- moves inside the HUD ----
@@ -251,8 +261,7 @@ void AppModel::discardResult()
     setResultContext(std::nullopt);
     lastGenerationRequest_.reset();
     setStatusMessage(std::nullopt);
-    if (services_.windows)
-        services_.windows->quickHUDPhaseDidChange(quickHUDPhase_);
+    windows().quickHUDPhaseDidChange(quickHUDPhase_);
 }
 
 // ---- how a result leaves ----
@@ -260,8 +269,7 @@ void AppModel::discardResult()
 void AppModel::giveUpKeyboard()
 {
     // The panel stays on screen; the source application can take the focus.
-    if (services_.windows)
-        services_.windows->resignKeyboard();
+    windows().resignKeyboard();
 }
 
 void AppModel::deliver()
