@@ -148,8 +148,8 @@ std::optional<SelectionService::Payload> SelectionService::readBrowserWindowSele
 {
     AccessibilityServing& ax = *platform_.accessibility;
     std::vector<ElementHandle> roots;
-    if (const auto window = ax.copyAttributeValue(application, AXAttribute::focusedWindow).as<ElementHandle>()) {
-        roots.push_back(*window);
+    if (const auto focused = ax.copyAttributeValue(application, AXAttribute::focusedWindow).as<ElementHandle>()) {
+        roots.push_back(*focused);
     } else {
         const auto windows = ax.copyAttributeValue(application, AXAttribute::windows)
                                  .as<QList<ElementHandle>>()

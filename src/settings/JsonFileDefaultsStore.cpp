@@ -189,8 +189,9 @@ void JsonFileDefaultsStore::setAside(const QByteArray& content, bool keepOrigina
         setAsidePath_ = aside;
         setAsideContent_ = content;
     }
-    qCWarning(lcDefaults).noquote() << "The defaults file" << path_ << "could not be read (" + reason + ");"
-                                    << (done ? "it was kept as " + aside : QStringLiteral("it could not be moved"))
+    const QString where = done ? QStringLiteral("it was kept as ") + aside : QStringLiteral("it could not be moved");
+    qCWarning(lcDefaults).noquote() << "The defaults file" << path_
+                                    << QStringLiteral("could not be read (") + reason + u");" << where
                                     << "and the program goes on with the values it could read.";
 }
 

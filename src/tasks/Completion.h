@@ -34,8 +34,8 @@ template <class T> class Completion {
                 return;
             cancelled = true;
             postToMainThread([self] {
-                if (auto waiter = std::exchange(self->waiter, {}))
-                    waiter.resume();
+                if (auto pending = std::exchange(self->waiter, {}))
+                    pending.resume();
             });
         }
     };

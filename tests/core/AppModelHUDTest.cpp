@@ -78,7 +78,7 @@ INSTANTIATE_TEST_SUITE_P(HUD, HUDMoves,
         MoveCase { "retainedResultReviewedAgain", compose, [](AppModel& m) { m.reviewRetainedResult(); }, review },
         MoveCase { "closeSourceDetailOutsideIsRefused", compose, [](AppModel& m) { m.closeSourceDetail(); }, compose },
         MoveCase { "returnToComposeOnlyFromReview", compose, [](AppModel& m) { m.returnToCompose(); }, compose }),
-    [](const auto& info) { return std::string(info.param.name); });
+    [](const auto& testCase) { return std::string(testCase.param.name); });
 
 TEST_F(AppModelHUD, TogglesAreRefusedWhileGenerating)
 {

@@ -235,6 +235,6 @@ INSTANTIATE_TEST_SUITE_P(AppModel, ObservedSelection,
         ObservedCase { "cursor", std::nullopt, true, false, false, u"hideSelectionBubble"_qs },
         ObservedCase { "bubbleTurnedOff", u"hello"_qs, false, false, true, u"hideSelectionBubble"_qs },
         ObservedCase { "hudOpen", u"hello"_qs, true, true, true, u""_qs }),
-    [](const auto& info) { return std::string(info.param.name); });
+    [](const auto& testCase) { return std::string(testCase.param.name); });
 
 } // namespace

@@ -76,7 +76,7 @@ INSTANTIATE_TEST_SUITE_P(AppModel, GenerateRefusals,
         RefusalCase { "presetWithBlankInstruction", std::make_optional(std::optional(u"Hello"_qs)), u"Hello"_qs, u""_qs,
             [] { return std::optional(customPreset(PresetInput::selectionOptional, u"  "_qs)); },
             u"Describe what you want Brindlet to write or do."_qs }),
-    [](const auto& info) { return std::string(info.param.name); });
+    [](const auto& testCase) { return std::string(testCase.param.name); });
 
 TEST_F(AppModelGeneration, GenerateWhileGeneratingChangesNothing)
 {
@@ -143,7 +143,7 @@ INSTANTIATE_TEST_SUITE_P(AppModel, GenerateRequests,
             DeliveryPreference::insert },
         RequestCase { "newContentOverSelectionSendsNoBlock", std::optional<QString>(u"Hello"_qs), std::nullopt, write,
             false, {}, DeliveryPreference::copy }),
-    [](const auto& info) { return std::string(info.param.name); });
+    [](const auto& testCase) { return std::string(testCase.param.name); });
 
 // ---- the life of a generation ----
 
@@ -289,7 +289,7 @@ INSTANTIATE_TEST_SUITE_P(AppModel, CancelGeneration,
     ::testing::Values(CancelCase { "quietWhileGenerating", true, false, std::nullopt, 1 },
         CancelCase { "reportedWhileGenerating", true, true, u"Generation cancelled."_qs, 1 },
         CancelCase { "reportedWhileIdle", false, true, std::nullopt, 0 }),
-    [](const auto& info) { return std::string(info.param.name); });
+    [](const auto& testCase) { return std::string(testCase.param.name); });
 
 // Cancelled by the user (the request is cleared too), or from outside while its request is still
 // the active one (only the task's own cancellation tells the model to drop the answer).

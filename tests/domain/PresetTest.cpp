@@ -70,7 +70,7 @@ INSTANTIATE_TEST_SUITE_P(Preset, PresetStrictDecoding,
         DecodeCase { "bracedId", "id", QJsonValue(u"{B68F76DF-68AE-4F88-BC5A-582C8D316001}"_qs) },
         DecodeCase { "badId", "id", QJsonValue(u"not-a-uuid"_qs) },
         DecodeCase { "stringBoolean", "isBuiltIn", QJsonValue(u"true"_qs) }),
-    [](const auto& info) { return std::string(info.param.name); });
+    [](const auto& testCase) { return std::string(testCase.param.name); });
 
 TEST(Preset, EqualityAndHashCoverDelivery)
 {

@@ -45,7 +45,7 @@ INSTANTIATE_TEST_SUITE_P(Service, OllamaReadiness,
             { State::ready, u"Ollama is running with 1 installed model."_qs, { u"a"_qs } } },
         ReadinessCase { "noModelChosenYet", 200, "{\"models\":[{\"name\":\"a\"},{\"name\":\"b\"}]}", u""_qs,
             { State::ready, u"Ollama is running with 2 installed models."_qs, { u"a"_qs, u"b"_qs } } }),
-    [](const auto& info) { return std::string(info.param.name); });
+    [](const auto& testCase) { return std::string(testCase.param.name); });
 
 TEST(AIProviderService, AgentProvidersSayTheyAreNotAvailableYet)
 {

@@ -67,7 +67,7 @@ INSTANTIATE_TEST_SUITE_P(Claude, ClaudeStreamParsing,
         ParseCase { "errorLine", uR"({"type":"error"})"_qs, Kind::failure, u"Claude reported an error."_qs },
         ParseCase { "notJson", u"Warning: something"_qs, Kind::ignored, {} },
         ParseCase { "typeNotString", uR"({"type":5})"_qs, Kind::ignored, {} }),
-    [](const auto& info) { return std::string(info.param.name); });
+    [](const auto& testCase) { return std::string(testCase.param.name); });
 
 class ClaudeWorker : public ::testing::Test {
 protected:
@@ -165,7 +165,7 @@ INSTANTIATE_TEST_SUITE_P(Claude, ClaudeWorkerFailures,
             "crash", { u"read-line"_qs, deltaLine(u"Hi"_qs), u"crash"_qs }, u"The CLI process ended unexpectedly."_qs },
         FailureCase {
             "hang", { u"read-line"_qs, u"hang"_qs }, u"The provider did not respond within two minutes."_qs }),
-    [](const auto& info) { return std::string(info.param.name); });
+    [](const auto& testCase) { return std::string(testCase.param.name); });
 
 TEST_F(ClaudeWorker, OneRequestAtATimeAndCancellationKillsTheWorker)
 {

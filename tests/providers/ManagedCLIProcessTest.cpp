@@ -67,7 +67,7 @@ INSTANTIATE_TEST_SUITE_P(Managed, OneShotRun,
         RunCase { "oneByteOver", { u"flood-out 4194305"_qs, u"hang"_qs }, u"The provider response was too large."_qs },
         RunCase { "overLimitOnStderr", { u"ignore-term"_qs, u"flood-err 4194400"_qs, u"hang"_qs },
             u"The provider response was too large."_qs }),
-    [](const auto& info) { return std::string(info.param.name); });
+    [](const auto& testCase) { return std::string(testCase.param.name); });
 
 TEST(ManagedRun, PromptGoesOnStandardInputNeverAsAnArgument)
 {

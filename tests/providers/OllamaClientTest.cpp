@@ -139,7 +139,7 @@ INSTANTIATE_TEST_SUITE_P(Ollama, OllamaStreamFailures,
             decodeFailure },
         FailureCase { "invalidUtf8", [] { return FakeResponse::lines({ "{\"response\":\"\xff\xfe\"}" }); },
             u"Ollama returned an invalid streaming response."_qs }),
-    [](const auto& info) { return std::string(info.param.name); });
+    [](const auto& testCase) { return std::string(testCase.param.name); });
 
 TEST_F(OllamaClientTest, EmptyErrorFieldAndNullsAreNotFailures)
 {
@@ -179,7 +179,7 @@ INSTANTIATE_TEST_SUITE_P(Ollama, OllamaAddresses,
         AddressCase { "garbage", u"not a url at all"_qs, u"m"_qs, invalidURL },
         AddressCase { "capitalSchemePasses", u"HTTP://127.0.0.1:PORT"_qs, u"m"_qs, u""_qs },
         AddressCase { "localhostPasses", u"http://localhost:PORT/"_qs, u"m"_qs, u""_qs }),
-    [](const auto& info) { return std::string(info.param.name); });
+    [](const auto& testCase) { return std::string(testCase.param.name); });
 
 TEST(OllamaEndpoint, KeepsABasePathAndAddsOneSlash)
 {
@@ -320,7 +320,7 @@ TEST_F(OllamaClientTest, RepliesAreReadWhateverTheirFramingAndPieces)
         server.respondWith(FakeResponse::bytes(reply, delay));
         QString outcome;
         try {
-            outcome = runTask(readExchange(server.baseURL()));
+            outcome = runTask(readExchange(QUrl(server.baseURL())));
         } catch (...) {
             outcome = describe(std::current_exception());
         }

@@ -149,7 +149,7 @@ INSTANTIATE_TEST_SUITE_P(Selection, Capture,
                 field->selectedTextSettable = false;
             },
             std::nullopt, std::nullopt }),
-    [](const auto& info) { return std::string(info.param.name); });
+    [](const auto& testCase) { return std::string(testCase.param.name); });
 
 TEST(CaptureGuards, NeverReadOwnWindowsOrWithoutPermission)
 {
@@ -219,7 +219,7 @@ INSTANTIATE_TEST_SUITE_P(Selection, CaptureBounds,
                     = u"not a rect"_qs; // every range read fails
             },
             std::nullopt }),
-    [](const auto& info) { return std::string(info.param.name); });
+    [](const auto& testCase) { return std::string(testCase.param.name); });
 
 // ---- web sources and their caches ----
 

@@ -181,7 +181,7 @@ INSTANTIATE_TEST_SUITE_P(
                          s.desktop.keyUpCannotBeMade = true;
                      },
                      u"world"_qs, replace, Kind::deliveryRejected, original, std::nullopt, noKeys}),
-    [](const auto& info) { return std::string(info.param.name); });
+    [](const auto& testCase) { return std::string(testCase.param.name); });
 
 TEST(GuardedDeliveryCursor, SmartInsertsAtTheCursorAndReplaceIsRefused)
 {

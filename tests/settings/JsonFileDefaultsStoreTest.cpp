@@ -127,7 +127,7 @@ INSTANTIATE_TEST_SUITE_P(Defaults, BrokenDefaultsFile,
             "\"two\":{\"string\":\"a\",\"bool\":true},\"blob\":{\"data\":\"!!notbase64\"},"
             "\"ok\":{\"bool\":false}}",
             { u"ollamaURL"_qs, u"ok"_qs }, true }),
-    [](const auto& info) { return std::string(info.param.name); });
+    [](const auto& testCase) { return std::string(testCase.param.name); });
 
 TEST_F(JsonFileDefaultsStoreTest, UnwritableLocationKeepsValuesInMemory)
 {

@@ -122,7 +122,7 @@ INSTANTIATE_TEST_SUITE_P(Settings, SettingsRepair,
         RepairCase { "oneBadPresetLosesAll", u"customPresets"_qs,
             DefaultsValue(Preset::builtIns()[0].toJson().prepend('[').append(",{\"id\":1}]")),
             [](const auto& s) { return s.customPresets().isEmpty(); } }),
-    [](const auto& info) { return std::string(info.param.name); });
+    [](const auto& testCase) { return std::string(testCase.param.name); });
 
 TEST(SettingsStore, MalformedPresetsAreOverwrittenByTheNextSave)
 {

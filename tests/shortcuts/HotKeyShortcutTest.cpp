@@ -43,7 +43,7 @@ INSTANTIATE_TEST_SUITE_P(Shortcuts, ShortcutFromKey,
         KeyCase { "blankCharactersNotInTable", { command, 10, u" \n"_qs }, std::nullopt },
         KeyCase { "otherFlagsIgnored", { command | 0x10000 | 0x800000, 40, u"k"_qs }, u"⌘K"_qs },
         KeyCase { "forwardDelete", { option, 117, std::nullopt }, u"⌥⌦"_qs }),
-    [](const auto& info) { return std::string(info.param.name); });
+    [](const auto& testCase) { return std::string(testCase.param.name); });
 
 TEST(HotKeyShortcut, EqualityAndHashCoverTheKeyCode)
 {

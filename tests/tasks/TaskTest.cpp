@@ -139,7 +139,7 @@ INSTANTIATE_TEST_SUITE_P(Runtime, CancellationTiming,
     ::testing::Values(CancelCase { "beforeStart", CancelCase::beforeStart, true, std::nullopt },
         CancelCase { "whileWaiting", CancelCase::whileWaiting, true, std::nullopt },
         CancelCase { "afterCompletion", CancelCase::afterCompletion, false, 5 }),
-    [](const auto& info) { return std::string(info.param.name); });
+    [](const auto& testCase) { return std::string(testCase.param.name); });
 
 TEST(TaskRuntime, CheckCancellationThrowsOnlyWhenCancelled)
 {

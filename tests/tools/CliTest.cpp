@@ -96,7 +96,7 @@ INSTANTIATE_TEST_SUITE_P(Cli, CliRefusals,
             { u"prompt"_qs, u"--instruction"_qs, u"x"_qs, u"--selection"_qs, u"/nonexistent/file"_qs },
             "Cannot read the selection from /nonexistent/file" },
         RefusalCase { "noCommand", {}, "Usage:" }),
-    [](const auto& info) { return std::string(info.param.name); });
+    [](const auto& testCase) { return std::string(testCase.param.name); });
 
 TEST(BrindletCli, ASelectionThatIsNotUtf8IsRefused)
 {
