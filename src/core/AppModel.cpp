@@ -1,5 +1,15 @@
 #include "AppModel.h"
 
+#include "analytics/AnalyticsTracking.h"
+#include "platform/AccessibilityServing.h"
+#include "platform/PasteboardServing.h"
+#include "platform/WorkspaceServing.h"
+#include "providers/AIProviding.h"
+#include "selection/SelectionServing.h"
+#include "settings/SettingsStore.h"
+#include "shortcuts/GlobalHotKeyManaging.h"
+#include "windows/WindowCoordinating.h"
+
 #include "domain/OllamaReadiness.h"
 
 #include "AnalyticsWords.h"

@@ -1,20 +1,12 @@
 #pragma once
 
-#include "analytics/AnalyticsTracking.h"
+#include "analytics/AnalyticsEvent.h"
 #include "core/HotKeyRegistration.h"
 #include "core/ProviderStatus.h"
 #include "domain/GenerationRequest.h"
 #include "domain/Preset.h"
 #include "domain/SessionTypes.h"
-#include "platform/AccessibilityServing.h"
-#include "platform/PasteboardServing.h"
-#include "platform/WorkspaceServing.h"
-#include "providers/AIProviding.h"
-#include "selection/SelectionServing.h"
-#include "settings/SettingsStore.h"
-#include "shortcuts/GlobalHotKeyManaging.h"
 #include "tasks/Runtime.h"
-#include "windows/WindowCoordinating.h"
 
 #include <QHash>
 #include <QList>
@@ -29,6 +21,16 @@
 #include <optional>
 
 namespace brindlet {
+
+class AIProviding;
+class AccessibilityServing;
+class AnalyticsTracking;
+class GlobalHotKeyManaging;
+class PasteboardServing;
+class SelectionServing;
+class SettingsStore;
+class WindowCoordinating;
+class WorkspaceServing;
 
 // The collaborators the model drives. The caller owns them and keeps them alive as long as
 // the model; the window coordinator may arrive later, since it is built on the model.
@@ -48,16 +50,14 @@ struct AppServices {
 // tasks keyed by their request's id, and a late answer for another id is never trusted.
 class AppModel : public QObject {
     Q_OBJECT
-    Q_PROPERTY(
-        std::optional<brindlet::SelectionSnapshot> snapshot READ snapshot WRITE setSnapshot NOTIFY snapshotChanged)
-    Q_PROPERTY(std::optional<brindlet::SelectionSnapshot> observedSnapshot READ observedSnapshot WRITE
-            setObservedSnapshot NOTIFY observedSnapshotChanged)
+    Q_PROPERTY(std::optional<brindlet::SelectionSnapshot> snapshot READ snapshot NOTIFY snapshotChanged)
+    Q_PROPERTY(std::optional<brindlet::SelectionSnapshot> observedSnapshot READ observedSnapshot NOTIFY
+            observedSnapshotChanged)
     Q_PROPERTY(
         QString workingSourceText READ workingSourceText WRITE setWorkingSourceText NOTIFY workingSourceTextChanged)
     Q_PROPERTY(QString instruction READ instruction WRITE setInstruction NOTIFY instructionChanged)
-    Q_PROPERTY(QString result READ result WRITE setResult NOTIFY resultChanged)
-    Q_PROPERTY(
-        QString generationPreview READ generationPreview WRITE setGenerationPreview NOTIFY generationPreviewChanged)
+    Q_PROPERTY(QString result READ result NOTIFY resultChanged)
+    Q_PROPERTY(QString generationPreview READ generationPreview NOTIFY generationPreviewChanged)
     Q_PROPERTY(std::optional<QUuid> selectedPresetID READ selectedPresetID WRITE setSelectedPresetID NOTIFY
             selectedPresetIDChanged)
     Q_PROPERTY(
@@ -66,30 +66,24 @@ class AppModel : public QObject {
     Q_PROPERTY(QString quickPresetInstruction READ quickPresetInstruction WRITE setQuickPresetInstruction NOTIFY
             quickPresetInstructionChanged)
     Q_PROPERTY(brindlet::ProviderKind provider READ provider WRITE setProvider NOTIFY providerChanged)
-    Q_PROPERTY(bool isGenerating READ isGenerating WRITE setIsGenerating NOTIFY isGeneratingChanged)
-    Q_PROPERTY(
-        std::optional<QString> statusMessage READ statusMessage WRITE setStatusMessage NOTIFY statusMessageChanged)
-    Q_PROPERTY(bool accessibilityGranted READ accessibilityGranted WRITE setAccessibilityGranted NOTIFY
-            accessibilityGrantedChanged)
+    Q_PROPERTY(bool isGenerating READ isGenerating NOTIFY isGeneratingChanged)
+    Q_PROPERTY(std::optional<QString> statusMessage READ statusMessage NOTIFY statusMessageChanged)
+    Q_PROPERTY(bool accessibilityGranted READ accessibilityGranted NOTIFY accessibilityGrantedChanged)
     Q_PROPERTY(brindlet::SettingsSection settingsSection READ settingsSection WRITE setSettingsSection NOTIFY
             settingsSectionChanged)
-    Q_PROPERTY(std::optional<brindlet::GeneratedResultContext> resultContext READ resultContext WRITE setResultContext
-            NOTIFY resultContextChanged)
-    Q_PROPERTY(bool isDelivering READ isDelivering WRITE setIsDelivering NOTIFY isDeliveringChanged)
-    Q_PROPERTY(brindlet::QuickHUDSourceMode sourceDetailMode READ sourceDetailMode WRITE setSourceDetailMode NOTIFY
-            sourceDetailModeChanged)
     Q_PROPERTY(
-        brindlet::QuickHUDPhase quickHUDPhase READ quickHUDPhase WRITE setQuickHUDPhase NOTIFY quickHUDPhaseChanged)
-    Q_PROPERTY(brindlet::QuickHUDTrigger quickHUDTrigger READ quickHUDTrigger WRITE setQuickHUDTrigger NOTIFY
-            quickHUDTriggerChanged)
-    Q_PROPERTY(brindlet::HotKeyMessages hotKeyMessages READ hotKeyMessages WRITE setHotKeyMessages NOTIFY
-            hotKeyMessagesChanged)
-    Q_PROPERTY(bool isQuickFixSession READ isQuickFixSession WRITE setIsQuickFixSession NOTIFY isQuickFixSessionChanged)
+        std::optional<brindlet::GeneratedResultContext> resultContext READ resultContext NOTIFY resultContextChanged)
+    Q_PROPERTY(bool isDelivering READ isDelivering NOTIFY isDeliveringChanged)
+    Q_PROPERTY(brindlet::QuickHUDSourceMode sourceDetailMode READ sourceDetailMode NOTIFY sourceDetailModeChanged)
+    Q_PROPERTY(brindlet::QuickHUDPhase quickHUDPhase READ quickHUDPhase NOTIFY quickHUDPhaseChanged)
+    Q_PROPERTY(brindlet::QuickHUDTrigger quickHUDTrigger READ quickHUDTrigger NOTIFY quickHUDTriggerChanged)
+    Q_PROPERTY(brindlet::HotKeyMessages hotKeyMessages READ hotKeyMessages NOTIFY hotKeyMessagesChanged)
+    Q_PROPERTY(bool isQuickFixSession READ isQuickFixSession NOTIFY isQuickFixSessionChanged)
     Q_PROPERTY(brindlet::ProviderReadinessMap providerReadiness READ providerReadiness NOTIFY providerReadinessChanged)
     Q_PROPERTY(bool isRefreshingOllamaModels READ isRefreshingOllamaModels NOTIFY isRefreshingOllamaModelsChanged)
     Q_PROPERTY(int onboardingStep READ onboardingStep WRITE setOnboardingStep NOTIFY onboardingStepChanged)
-    Q_PROPERTY(std::optional<brindlet::MarketingPreviewState> marketingPreviewState READ marketingPreviewState WRITE
-            setMarketingPreviewState NOTIFY marketingPreviewStateChanged)
+    Q_PROPERTY(std::optional<brindlet::MarketingPreviewState> marketingPreviewState READ marketingPreviewState NOTIFY
+            marketingPreviewStateChanged)
 
 public:
     explicit AppModel(AppServices services, QObject* parent = nullptr);
@@ -134,24 +128,13 @@ public:
     void setObservedSnapshot(const std::optional<brindlet::SelectionSnapshot>& value);
     void setWorkingSourceText(const QString& value);
     void setInstruction(const QString& value);
-    void setResult(const QString& value);
-    void setGenerationPreview(const QString& value);
     void setSelectedPresetID(const std::optional<QUuid>& value);
     void setPresetSearchQuery(const QString& value);
     void setQuickPresetName(const QString& value);
     void setQuickPresetInstruction(const QString& value);
     void setProvider(brindlet::ProviderKind value);
-    void setIsGenerating(bool value);
     void setStatusMessage(const std::optional<QString>& value);
-    void setAccessibilityGranted(bool value);
     void setSettingsSection(brindlet::SettingsSection value);
-    void setResultContext(const std::optional<brindlet::GeneratedResultContext>& value);
-    void setIsDelivering(bool value);
-    void setSourceDetailMode(brindlet::QuickHUDSourceMode value);
-    void setQuickHUDPhase(brindlet::QuickHUDPhase value);
-    void setQuickHUDTrigger(brindlet::QuickHUDTrigger value);
-    void setHotKeyMessages(const brindlet::HotKeyMessages& value);
-    void setIsQuickFixSession(bool value);
     void setOnboardingStep(int value);
     void setMarketingPreviewState(const std::optional<brindlet::MarketingPreviewState>& value);
 
@@ -180,53 +163,53 @@ public:
     bool started() const { return started_; }
 
     // Start-up and permission.
-    void start();
-    void refreshAccessibilityPermission();
-    void requestAccessibilityPermission();
+    Q_INVOKABLE void start();
+    Q_INVOKABLE void refreshAccessibilityPermission();
+    Q_INVOKABLE void requestAccessibilityPermission();
 
     // The generation lifecycle.
-    void generate(const std::optional<Preset>& preset = std::nullopt);
+    Q_INVOKABLE void generate(const std::optional<Preset>& preset = std::nullopt);
     void beginGeneration(const GenerationRequest& request, GenerationMode mode);
-    void regenerate();
-    void cancelGeneration(bool reportCancelled);
-    void userCancelGeneration();
-    void stopDelivery();
+    Q_INVOKABLE void regenerate();
+    Q_INVOKABLE void cancelGeneration(bool reportCancelled);
+    Q_INVOKABLE void userCancelGeneration();
+    Q_INVOKABLE void stopDelivery();
     void resetSession(const std::optional<SelectionSnapshot>& snapshot);
-    void clearSession();
+    Q_INVOKABLE void clearSession();
 
     // Opening and closing the HUD and the workspace; the bubble.
-    void presentQuickHUD(QuickHUDTrigger trigger);
+    Q_INVOKABLE void presentQuickHUD(QuickHUDTrigger trigger);
     void handleObservedSelection(const std::optional<SelectionSnapshot>& snapshot);
-    void scheduleBubbleRecheck();
-    void selectionBubblePressed();
-    void dismissQuickHUD();
-    void openWorkspace();
+    Q_INVOKABLE void scheduleBubbleRecheck();
+    Q_INVOKABLE void selectionBubblePressed();
+    Q_INVOKABLE void dismissQuickHUD();
+    Q_INVOKABLE void openWorkspace();
 
     // Moves inside the HUD.
-    void toggleMoreActions();
-    void toggleProviderPicker();
-    void openSourceDetail(bool editing);
-    void closeSourceDetail();
-    void revertSourceEdits();
-    void returnToCompose();
-    void reviewRetainedResult();
-    void discardResult();
+    Q_INVOKABLE void toggleMoreActions();
+    Q_INVOKABLE void toggleProviderPicker();
+    Q_INVOKABLE void openSourceDetail(bool editing);
+    Q_INVOKABLE void closeSourceDetail();
+    Q_INVOKABLE void revertSourceEdits();
+    Q_INVOKABLE void returnToCompose();
+    Q_INVOKABLE void reviewRetainedResult();
+    Q_INVOKABLE void discardResult();
 
     // How a result leaves the HUD.
-    void deliver();
-    void copyResult();
+    Q_INVOKABLE void deliver();
+    Q_INVOKABLE void copyResult();
     void showConfirmation(const QString& message);
 
     // Quick Fix.
-    void startQuickFix();
+    Q_INVOKABLE void startQuickFix();
     void showQuickFixStatus(const QString& message, const std::optional<SelectionSnapshot>& snapshot, bool autoDismiss);
     void replaceWithFix(const QString& text, const GenerationRequest& request);
 
     // Providers and shortcuts.
-    void refreshProviderReadiness();
-    void refreshOllamaModels();
-    void reregisterHotKeys();
-    void setShortcut(const std::optional<HotKeyShortcut>& shortcut, GlobalHotKeyAction action);
+    Q_INVOKABLE void refreshProviderReadiness();
+    Q_INVOKABLE void refreshOllamaModels();
+    Q_INVOKABLE void reregisterHotKeys();
+    Q_INVOKABLE void setShortcut(const std::optional<HotKeyShortcut>& shortcut, GlobalHotKeyAction action);
 
 signals:
     void snapshotChanged();
@@ -257,6 +240,19 @@ signals:
     void marketingPreviewStateChanged();
 
 private:
+    // Fields that only the model's own operations change.
+    void setResult(const QString& value);
+    void setGenerationPreview(const QString& value);
+    void setIsGenerating(bool value);
+    void setAccessibilityGranted(bool value);
+    void setResultContext(const std::optional<brindlet::GeneratedResultContext>& value);
+    void setIsDelivering(bool value);
+    void setSourceDetailMode(brindlet::QuickHUDSourceMode value);
+    void setQuickHUDPhase(brindlet::QuickHUDPhase value);
+    void setQuickHUDTrigger(brindlet::QuickHUDTrigger value);
+    void setHotKeyMessages(const brindlet::HotKeyMessages& value);
+    void setIsQuickFixSession(bool value);
+
     static Task<void> runGeneration(
         QPointer<AppModel> model, AIProviding* providers, GenerationRequest request, GenerationMode mode);
     static Task<void> applyPreview(QPointer<AppModel> model, QUuid requestID, QString text);

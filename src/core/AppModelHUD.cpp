@@ -1,7 +1,17 @@
 // The Quick HUD: opening sessions, the bubble, moves inside the panel, and how a result leaves it.
 
 #include "AppModel.h"
+
+#include "analytics/AnalyticsTracking.h"
 #include "domain/VisibleText.h"
+#include "platform/AccessibilityServing.h"
+#include "platform/PasteboardServing.h"
+#include "platform/WorkspaceServing.h"
+#include "providers/AIProviding.h"
+#include "selection/SelectionServing.h"
+#include "settings/SettingsStore.h"
+#include "shortcuts/GlobalHotKeyManaging.h"
+#include "windows/WindowCoordinating.h"
 
 #include "AnalyticsWords.h"
 #include "AppModelWords.h"

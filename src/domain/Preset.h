@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Enums.h"
+
 #include <QByteArray>
 #include <QJsonObject>
 #include <QList>
@@ -11,11 +13,9 @@
 
 namespace brindlet {
 
-enum class PresetInput { selectionRequired, selectionOptional, newContent };
 inline constexpr std::array<PresetInput, 3> allPresetInputs { PresetInput::selectionRequired,
     PresetInput::selectionOptional, PresetInput::newContent };
 
-enum class DeliveryPreference { smart, replace, insert, copy };
 inline constexpr std::array<DeliveryPreference, 4> allDeliveryPreferences { DeliveryPreference::smart,
     DeliveryPreference::replace, DeliveryPreference::insert, DeliveryPreference::copy };
 
@@ -26,6 +26,16 @@ std::optional<PresetInput> presetInputFromWireName(const QString& name);
 std::optional<DeliveryPreference> deliveryPreferenceFromWireName(const QString& name);
 
 struct Preset {
+    Q_GADGET
+    Q_PROPERTY(QUuid id MEMBER id)
+    Q_PROPERTY(QString name MEMBER name)
+    Q_PROPERTY(QString systemImage MEMBER systemImage)
+    Q_PROPERTY(QString instruction MEMBER instruction)
+    Q_PROPERTY(brindlet::PresetInput input MEMBER input)
+    Q_PROPERTY(brindlet::DeliveryPreference delivery MEMBER delivery)
+    Q_PROPERTY(bool isBuiltIn MEMBER isBuiltIn)
+
+public:
     QUuid id;
     QString name;
     QString systemImage;

@@ -1,13 +1,13 @@
 #pragma once
 
+#include "Enums.h"
+
 #include <QString>
 
 #include <array>
 #include <optional>
 
 namespace brindlet {
-
-enum class ProviderKind { ollama, claude, codex, cursor, gemini };
 
 // Every loop over providers walks this order.
 inline constexpr std::array<ProviderKind, 5> allProviderKinds { ProviderKind::ollama, ProviderKind::claude,

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QObject>
 #include <QString>
 #include <QStringList>
 
@@ -12,7 +13,14 @@ struct ProviderConfiguration {
 };
 
 struct ProviderReadiness {
+    Q_GADGET
+    Q_PROPERTY(State state MEMBER state)
+    Q_PROPERTY(QString detail MEMBER detail)
+    Q_PROPERTY(QStringList ollamaModels MEMBER ollamaModels)
+
+public:
     enum class State { checking, ready, unavailable };
+    Q_ENUM(State)
     State state = State::checking;
     QString detail;
     QStringList ollamaModels; // empty except for Ollama

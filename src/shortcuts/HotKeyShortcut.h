@@ -1,5 +1,6 @@
 #pragma once
 
+#include "domain/Enums.h"
 #include "platform/KeyEvent.h"
 
 #include <QByteArray>
@@ -13,7 +14,6 @@
 
 namespace brindlet {
 
-enum class GlobalHotKeyAction { quickCommand, openWorkspace, quickFix };
 inline constexpr std::array<GlobalHotKeyAction, 3> allGlobalHotKeyActions { GlobalHotKeyAction::quickCommand,
     GlobalHotKeyAction::openWorkspace, GlobalHotKeyAction::quickFix };
 QString displayName(GlobalHotKeyAction action);

@@ -3,6 +3,7 @@
 
 #include "core/AppModel.h"
 #include "settings/InMemoryDefaultsStore.h"
+#include "settings/SettingsStore.h"
 #include "support/DesktopScenes.h"
 #include "support/Doubles.h"
 #include "support/EventLoop.h"

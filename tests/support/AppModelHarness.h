@@ -6,6 +6,8 @@
 #include "SimulatedDesktop.h"
 #include "core/AppModel.h"
 #include "settings/InMemoryDefaultsStore.h"
+#include "settings/SettingsStore.h"
+#include "windows/WindowCoordinating.h"
 
 #include <gtest/gtest.h>
 
