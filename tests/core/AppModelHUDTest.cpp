@@ -21,9 +21,7 @@ protected:
     void reachReview(const QString& result = u"Better text"_qs)
     {
         h.openHUD(u"Some text"_qs);
-        model.setInstruction(u"improve"_qs);
-        model.generate();
-        h.awaitGeneration(h.provider.generations.size())->finish(result);
+        h.generate(u"improve"_qs)->finish(result);
         ASSERT_TRUE(runUntil([&] { return model.quickHUDPhase() == review; }));
     }
 };
@@ -163,9 +161,7 @@ TEST_F(AppModelHUD, ConfirmationTimeOutLeavesAPhaseThatMovedOn)
 TEST_F(AppModelHUD, AFailedDeliveryFromTheWorkspaceStaysThereWithTheReason)
 {
     model.setSnapshot(AppModelHarness::snapshot(u"Some text"_qs));
-    model.setInstruction(u"improve"_qs);
-    model.generate();
-    h.awaitGeneration()->finish(u"Better"_qs);
+    h.generate(u"improve"_qs)->finish(u"Better"_qs);
     ASSERT_TRUE(runUntil([&] { return !model.isGenerating(); }));
     h.selection.deliveryFailure = SelectionError::Kind::targetChanged;
     model.deliver();
@@ -212,9 +208,7 @@ TEST_F(AppModelHUD, DeliveryAnswerForAReplacedResultIsIgnored)
 
 TEST_F(AppModelHUD, CopyInTheWorkspaceSetsTheSentenceAndStays)
 {
-    model.setInstruction(u"Write"_qs);
-    model.generate();
-    h.awaitGeneration()->finish(u"Text"_qs);
+    h.generate(u"Write"_qs)->finish(u"Text"_qs);
     ASSERT_TRUE(runUntil([&] { return !model.isGenerating(); }));
     model.copyResult();
     EXPECT_EQ(model.statusMessage(), u"Copied to the clipboard."_qs);
@@ -229,9 +223,7 @@ TEST_F(AppModelHUD, CopyInTheWorkspaceSetsTheSentenceAndStays)
 TEST_F(AppModelHUD, DeliverWithoutASourceCopies)
 {
     h.openHUDWithoutCapture();
-    model.setInstruction(u"Write"_qs);
-    model.generate();
-    h.awaitGeneration()->finish(u"New text"_qs);
+    h.generate(u"Write"_qs)->finish(u"New text"_qs);
     ASSERT_TRUE(runUntil([&] { return model.quickHUDPhase() == review; }));
     model.deliver();
     EXPECT_EQ(h.desktop.clipboardText(), u"New text"_qs);

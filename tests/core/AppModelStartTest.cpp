@@ -34,8 +34,6 @@ TEST_F(AppModelStart, StartsEveryServiceOnceInOrder)
     ASSERT_EQ(h.hotKeys.registrations.size(), 1u);
     EXPECT_EQ(h.hotKeys.registrations[0].size(), 3u);
     ASSERT_TRUE(model.permissionTimer());
-    EXPECT_EQ(model.permissionTimer()->interval(), 400ms);
-    EXPECT_EQ(model.permissionTimer()->tolerance(), 80ms);
 }
 
 TEST_F(AppModelStart, AfterOnboardingReadinessIsNotRefreshed)
@@ -59,9 +57,6 @@ TEST_F(AppModelStart, MarketingPreviewTouchesNoService)
     EXPECT_TRUE(h.analytics.starts.empty());
     EXPECT_TRUE(h.hotKeys.registrations.empty());
     EXPECT_FALSE(model.permissionTimer());
-    model.refreshProviderReadiness();
-    EXPECT_EQ(model.providerReadiness().at(ProviderKind::ollama).detail, u"Ready · llama3.2"_qs);
-    EXPECT_EQ(model.providerReadiness().at(ProviderKind::gemini).detail, u"Installed and signed in"_qs);
 }
 
 TEST_F(AppModelStart, PermissionPollingClearsOnlyAccessibilityMessagesOnGrant)
@@ -189,9 +184,7 @@ TEST_F(AppModelStart, DismissalDropsTheSessionButNotTheObservedSelection)
     model.start();
     h.selection.onSelectionChanged(AppModelHarness::snapshot(u"seen"_qs));
     h.openHUD(u"text"_qs);
-    model.setInstruction(u"go"_qs);
-    model.generate();
-    h.awaitGeneration();
+    h.generate();
     model.dismissQuickHUD();
     EXPECT_FALSE(model.isGenerating());
     EXPECT_FALSE(model.snapshot());

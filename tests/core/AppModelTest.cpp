@@ -197,9 +197,7 @@ TEST_F(AppModelGeneration, SuccessStreamsPreviewsThenSetsResultBeforeIdle)
 
 TEST_F(AppModelGeneration, DirectionTypedDuringGenerationSurvivesSuccess)
 {
-    model.setInstruction(u"first"_qs);
-    model.generate();
-    auto generation = h.awaitGeneration();
+    auto generation = h.generate(u"first"_qs);
     model.setInstruction(u"second thoughts"_qs);
     generation->finish(u"done"_qs);
     ASSERT_TRUE(runUntil([&] { return !model.isGenerating(); }));
@@ -212,9 +210,7 @@ TEST_F(AppModelGeneration, DirectionTypedDuringGenerationSurvivesSuccess)
 TEST_F(AppModelGeneration, FailureShowsTheProviderWordsAndKeepsInput)
 {
     h.openHUD(u"text"_qs);
-    model.setInstruction(u"shorter"_qs);
-    model.generate();
-    auto first = h.awaitGeneration();
+    auto first = h.generate(u"shorter"_qs);
     first->finish(u"old result"_qs);
     ASSERT_TRUE(runUntil([&] { return !model.isGenerating(); }));
     model.setInstruction(u"shorter still"_qs);
@@ -236,9 +232,7 @@ TEST_F(AppModelGeneration, FailureShowsTheProviderWordsAndKeepsInput)
 TEST_F(AppModelGeneration, ProviderCancellationForActiveRequestEndsQuietly)
 {
     h.openHUD(u"text"_qs);
-    model.setInstruction(u"go"_qs);
-    model.generate();
-    auto generation = h.awaitGeneration();
+    auto generation = h.generate();
     generation->preview(u"so far"_qs);
     generation->fail(std::make_exception_ptr(CancellationError()));
     ASSERT_TRUE(runUntil([&] { return !model.isGenerating(); }));
@@ -297,9 +291,7 @@ TEST_F(AppModelGeneration, AnswerFromACancelledTaskIsIgnored)
 {
     const std::function<void()> cancels[] = { [&] { model.cancelGeneration(false); }, [] { cancelAllTasks(); } };
     for (const auto& cancel : cancels) {
-        model.setInstruction(u"go"_qs);
-        model.generate();
-        auto generation = h.awaitGeneration(h.provider.generations.size());
+        auto generation = h.generate();
         generation->answerDespiteCancellation = u"stale"_qs;
         cancel();
         ASSERT_TRUE(runUntil([&] { return generation->ended; }));
@@ -312,9 +304,7 @@ TEST_F(AppModelGeneration, AnswerFromACancelledTaskIsIgnored)
 TEST_F(AppModelGeneration, ReplacedGenerationNeitherFinishesNorCancelsTheNewOne)
 {
     h.openHUD(u"text"_qs);
-    model.setInstruction(u"go"_qs);
-    model.generate();
-    auto first = h.awaitGeneration();
+    auto first = h.generate();
     first->answerDespiteCancellation = u"stale"_qs;
     GenerationRequest next = *model.activeGenerationRequest();
     next.id = QUuid::createUuid();
@@ -337,9 +327,7 @@ TEST_F(AppModelGeneration, ReplacedGenerationNeitherFinishesNorCancelsTheNewOne)
 TEST_F(AppModelGeneration, UserCancelReturnsToCompose)
 {
     h.openHUD(u"text"_qs);
-    model.setInstruction(u"go"_qs);
-    model.generate();
-    h.awaitGeneration();
+    h.generate();
     model.userCancelGeneration();
     EXPECT_EQ(model.quickHUDPhase(), QuickHUDPhase::compose);
     EXPECT_EQ(model.statusMessage(), u"Generation cancelled."_qs);
@@ -348,9 +336,7 @@ TEST_F(AppModelGeneration, UserCancelReturnsToCompose)
 TEST_F(AppModelGeneration, RegenerateRepeatsTheOldRequestAfterProviderChanges)
 {
     h.openHUD(u"text"_qs);
-    model.setInstruction(u"go"_qs);
-    model.generate();
-    h.awaitGeneration()->finish(u"one"_qs);
+    h.generate()->finish(u"one"_qs);
     ASSERT_TRUE(runUntil([&] { return !model.isGenerating(); }));
     const GenerationRequest first = *model.lastGenerationRequest();
 
@@ -373,9 +359,7 @@ TEST_F(AppModelGeneration, DurationBucketsFollowTheMonotonicClock)
     const std::pair<Duration, const char*> cases[] = { { 0ms, "lt1s" }, { 999ms, "lt1s" }, { 1s, "1to3s" },
         { 3s, "3to10s" }, { 10s, "10to30s" }, { 30s, "30splus" } };
     for (const auto& [elapsed, bucket] : cases) {
-        model.setInstruction(u"go"_qs);
-        model.generate();
-        auto generation = h.awaitGeneration(h.provider.generations.size());
+        auto generation = h.generate();
         h.clock.advance(elapsed);
         generation->finish(u"x"_qs);
         ASSERT_TRUE(runUntil([&] { return !model.isGenerating(); }));
@@ -416,9 +400,7 @@ TEST_F(AppModelGeneration, ProviderChangeStoresTheDefaultAndWarmsOnlyOnChange)
 
 TEST_F(AppModelGeneration, DestroyingTheModelMidGenerationIsSafe)
 {
-    model.setInstruction(u"go"_qs);
-    model.generate();
-    auto generation = h.awaitGeneration();
+    auto generation = h.generate();
     h.model.reset();
     ASSERT_TRUE(runUntil([&] { return generation->ended; }));
     drainEvents();

@@ -71,14 +71,3 @@ INSTANTIATE_TEST_SUITE_P(Preset, PresetStrictDecoding,
         DecodeCase { "badId", "id", QJsonValue(u"not-a-uuid"_qs) },
         DecodeCase { "stringBoolean", "isBuiltIn", QJsonValue(u"true"_qs) }),
     [](const auto& testCase) { return std::string(testCase.param.name); });
-
-TEST(Preset, EqualityAndHashCoverDelivery)
-{
-    Preset a = Preset::builtIns()[3];
-    Preset b = a;
-    EXPECT_EQ(a, b);
-    EXPECT_EQ(qHash(a), qHash(b));
-    b.delivery = DeliveryPreference::copy;
-    EXPECT_NE(a, b);
-    EXPECT_NE(qHash(a), qHash(b));
-}

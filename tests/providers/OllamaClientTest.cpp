@@ -43,6 +43,16 @@ template <class T> QString errorOf(Task<T> task)
     return {};
 }
 
+// The text a task gave, or the description of what it threw.
+QString outcomeOf(Task<QString> task)
+{
+    try {
+        return runTask(std::move(task));
+    } catch (...) {
+        return describe(std::current_exception());
+    }
+}
+
 class OllamaClientTest : public ::testing::Test {
 protected:
     FakeOllamaServer server;
@@ -68,28 +78,6 @@ TEST_F(OllamaClientTest, StreamsWholeTextSoFarAndReturnsItTrimmed)
                    "\"keep_alive\":-1}"));
 }
 
-TEST_F(OllamaClientTest, LinesSplitAcrossNetworkChunksAreReassembled)
-{
-    FakeResponse response;
-    response.chunks = { { "{\"response\":\"Hel", 0ms }, { "lo\",\"done\":false}\r\n{\"resp", 10ms },
-        { "onse\":\" there\",\"done\":true}", 10ms } }; // last line has no terminator
-    server.respondWith(response);
-    EXPECT_EQ(runTask(generateCollecting(&client, u"p"_qs, configuration(), &collected)), u"Hello there"_qs);
-    EXPECT_EQ(collected.previews, (QStringList { u"Hello"_qs, u"Hello there"_qs }));
-}
-
-TEST_F(OllamaClientTest, DoneStopsReadingEvenIfMoreFollows)
-{
-    server.respondWith(FakeResponse::lines({ "{\"response\":\"A\",\"done\":true}", "{\"response\":\"B\"}" }));
-    EXPECT_EQ(runTask(generateCollecting(&client, u"p"_qs, configuration(), &collected)), u"A"_qs);
-}
-
-TEST_F(OllamaClientTest, StreamWithoutDoneLineReturnsWhatCame)
-{
-    server.respondWith(FakeResponse::stream({ u"partial "_qs, u"answer"_qs }, 0ms, false));
-    EXPECT_EQ(runTask(generateCollecting(&client, u"p"_qs, configuration(), &collected)), u"partial answer"_qs);
-}
-
 TEST_F(OllamaClientTest, WhitespaceOnlyStreamIsEmptyAfterPreviews)
 {
     server.respondWith(FakeResponse::stream({ u" "_qs, u"\n\n"_qs }));
@@ -110,14 +98,30 @@ class OllamaStreamFailures : public OllamaClientTest, public ::testing::WithPara
 TEST_P(OllamaStreamFailures, GiveTheExactWords)
 {
     server.respondWith(GetParam().response());
-    EXPECT_EQ(errorOf(generateCollecting(&client, u"p"_qs, configuration(), &collected)), GetParam().expected);
+    EXPECT_EQ(outcomeOf(generateCollecting(&client, u"p"_qs, configuration(), &collected)), GetParam().expected);
 }
 
 const QString decodeFailure = u"The data couldn’t be read because it isn’t in the correct format."_qs;
 
 INSTANTIATE_TEST_SUITE_P(Ollama, OllamaStreamFailures,
-    ::testing::Values(FailureCase { "serverError", [] { return FakeResponse::json(500, "{\"error\":\"boom\"}"); },
-                          u"Ollama could not complete the request."_qs },
+    ::testing::Values(
+        FailureCase { "doneStopsReading",
+            [] {
+                return FakeResponse::lines({ "{\"response\":\"A\",\"done\":true}", "{\"response\":\"B\"}" });
+            },
+            u"A"_qs },
+        FailureCase { "noDoneLineGivesWhatCame",
+            [] {
+                return FakeResponse::stream({ u"partial "_qs, u"answer"_qs }, 0ms, false);
+            },
+            u"partial answer"_qs },
+        FailureCase { "emptyErrorAndNullsAreNoFailure",
+            [] {
+                return FakeResponse::lines({ "{\"response\":\"ok\",\"error\":\"\",\"done\":null}", "{\"done\":true}" });
+            },
+            u"ok"_qs },
+        FailureCase { "serverError", [] { return FakeResponse::json(500, "{\"error\":\"boom\"}"); },
+            u"Ollama could not complete the request."_qs },
         FailureCase { "otherSuccessStatus",
             [] { return FakeResponse::json(201, "{\"response\":\"x\",\"done\":true}"); },
             u"Ollama could not complete the request."_qs },
@@ -140,13 +144,6 @@ INSTANTIATE_TEST_SUITE_P(Ollama, OllamaStreamFailures,
         FailureCase { "invalidUtf8", [] { return FakeResponse::lines({ "{\"response\":\"\xff\xfe\"}" }); },
             u"Ollama returned an invalid streaming response."_qs }),
     [](const auto& testCase) { return std::string(testCase.param.name); });
-
-TEST_F(OllamaClientTest, EmptyErrorFieldAndNullsAreNotFailures)
-{
-    server.respondWith(
-        FakeResponse::lines({ "{\"response\":\"ok\",\"error\":\"\",\"done\":null}", "{\"done\":true}" }));
-    EXPECT_EQ(runTask(generateCollecting(&client, u"p"_qs, configuration(), &collected)), u"ok"_qs);
-}
 
 struct AddressCase {
     const char* name;
@@ -318,13 +315,7 @@ TEST_F(OllamaClientTest, RepliesAreReadWhateverTheirFramingAndPieces)
     };
     for (const auto& [name, reply, delay, expected] : cases) {
         server.respondWith(FakeResponse::bytes(reply, delay));
-        QString outcome;
-        try {
-            outcome = runTask(readExchange(QUrl(server.baseURL())));
-        } catch (...) {
-            outcome = describe(std::current_exception());
-        }
-        EXPECT_EQ(outcome, expected) << name;
+        EXPECT_EQ(outcomeOf(readExchange(QUrl(server.baseURL()))), expected) << name;
     }
 }
 

@@ -69,6 +69,15 @@ struct AppModelHarness {
         model->presentQuickHUD(QuickHUDTrigger::globalHotKey);
     }
 
+    // Types an instruction and generates; returns the provider's side of the new generation.
+    std::shared_ptr<ScriptedProvider::Generation> generate(const QString& instruction = QStringLiteral("go"))
+    {
+        const size_t next = provider.generations.size();
+        model->setInstruction(instruction);
+        model->generate();
+        return awaitGeneration(next);
+    }
+
     // Waits for the provider to receive generation number `index` (0-based).
     std::shared_ptr<ScriptedProvider::Generation> awaitGeneration(size_t index = 0)
     {
