@@ -69,4 +69,65 @@ QString errorClass(const std::exception_ptr& error)
     return QStringLiteral("unknown");
 }
 
+AnalyticsDimensions openedWords(const QString& trigger, const QString& surface)
+{
+    AnalyticsDimensions dimensions;
+    dimensions.trigger = trigger;
+    dimensions.surface = surface;
+    return dimensions;
+}
+
+AnalyticsDimensions generationWords(const GenerationRequest& request, GenerationMode mode,
+    std::optional<QuickHUDTrigger> hudTrigger, std::optional<QString> outcome, std::optional<double> seconds)
+{
+    AnalyticsDimensions dimensions;
+    dimensions.provider = wireName(request.provider);
+    dimensions.action = analyticsAction(request);
+    if (mode == GenerationMode::quickFix) {
+        dimensions.surface = QStringLiteral("quick_fix");
+        dimensions.trigger = QStringLiteral("global_hotkey");
+    } else if (hudTrigger) {
+        dimensions.surface = QStringLiteral("quick_hud");
+        dimensions.trigger = analyticsWord(*hudTrigger);
+    } else {
+        dimensions.surface = QStringLiteral("workspace");
+        dimensions.trigger = QStringLiteral("workspace");
+    }
+    dimensions.delivery = wireName(request.delivery);
+    dimensions.outcome = std::move(outcome);
+    if (seconds)
+        dimensions.durationBucket = durationBucket(*seconds);
+    return dimensions;
+}
+
+QString deliveredOutcome(DeliveryPreference delivery)
+{
+    switch (delivery) {
+    case DeliveryPreference::replace: return QStringLiteral("replaced");
+    case DeliveryPreference::insert: return QStringLiteral("inserted");
+    default: return QStringLiteral("copied");
+    }
+}
+
+AnalyticsDimensions deliveryWords(const QString& surface, DeliveryPreference delivery, const QString& outcome)
+{
+    AnalyticsDimensions dimensions;
+    dimensions.surface = surface;
+    dimensions.delivery = wireName(delivery);
+    dimensions.outcome = outcome;
+    return dimensions;
+}
+
+AnalyticsDimensions quickFixWords(ProviderKind provider, std::optional<QString> outcome)
+{
+    AnalyticsDimensions dimensions;
+    dimensions.provider = wireName(provider);
+    dimensions.action = QStringLiteral("fix_writing");
+    dimensions.trigger = QStringLiteral("global_hotkey");
+    dimensions.surface = QStringLiteral("quick_fix");
+    dimensions.delivery = wireName(DeliveryPreference::replace);
+    dimensions.outcome = std::move(outcome);
+    return dimensions;
+}
+
 } // namespace brindlet

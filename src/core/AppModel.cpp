@@ -605,27 +605,14 @@ void AppModel::record(AnalyticsEventType type, AnalyticsDimensions dimensions)
 AnalyticsDimensions AppModel::generationDimensions(
     const GenerationRequest& request, GenerationMode mode, std::optional<QString> outcome, bool includeDuration) const
 {
-    AnalyticsDimensions dimensions;
-    dimensions.provider = wireName(request.provider);
-    dimensions.action = analyticsAction(request);
-    if (mode == GenerationMode::quickFix) {
-        dimensions.surface = QStringLiteral("quick_fix");
-        dimensions.trigger = QStringLiteral("global_hotkey");
-    } else if (quickHUDPhase_ != QuickHUDPhase::bubble) {
-        dimensions.surface = QStringLiteral("quick_hud");
-        dimensions.trigger = analyticsWord(quickHUDTrigger_);
-    } else {
-        dimensions.surface = QStringLiteral("workspace");
-        dimensions.trigger = QStringLiteral("workspace");
-    }
-    dimensions.delivery = wireName(request.delivery);
-    dimensions.outcome = std::move(outcome);
+    std::optional<double> seconds;
     if (includeDuration) {
         const auto started = generationStartedAt_.value(request.id, timerSource().now());
-        const double seconds = std::chrono::duration<double>(timerSource().now() - started).count();
-        dimensions.durationBucket = durationBucket(seconds);
+        seconds = std::chrono::duration<double>(timerSource().now() - started).count();
     }
-    return dimensions;
+    const bool inHUD = quickHUDPhase_ != QuickHUDPhase::bubble;
+    return generationWords(
+        request, mode, inHUD ? std::optional(quickHUDTrigger_) : std::nullopt, std::move(outcome), seconds);
 }
 
 } // namespace brindlet

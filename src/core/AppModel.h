@@ -274,7 +274,6 @@ private:
     void finishQuickFixDelivery(const QString& text, const GenerationRequest& request,
         const std::optional<QString>& status, const std::exception_ptr& error);
     void continueQuickFix(const GenerationRequest& request);
-    AnalyticsDimensions quickFixDimensions(std::optional<QString> outcome) const;
     void giveUpKeyboard();
     // The coordinator, or one that does nothing until the shell has handed one over.
     WindowCoordinating& windows() const;

@@ -14,7 +14,6 @@
 #include "windows/WindowCoordinating.h"
 
 #include "AnalyticsWords.h"
-#include "AppModelWords.h"
 #include "domain/DescribedError.h"
 
 namespace brindlet {
@@ -42,24 +41,8 @@ WindowCoordinating& AppModel::windows() const
 using namespace std::chrono_literals;
 
 namespace {
-// "replaced", "inserted", or "copied" for copy and smart alike.
-QString deliveredOutcome(DeliveryPreference delivery)
-{
-    switch (delivery) {
-    case DeliveryPreference::replace: return QStringLiteral("replaced");
-    case DeliveryPreference::insert: return QStringLiteral("inserted");
-    default: return QStringLiteral("copied");
-    }
-}
-
-AnalyticsDimensions deliveryDimensions(const QString& surface, DeliveryPreference delivery, const QString& outcome)
-{
-    AnalyticsDimensions dimensions;
-    dimensions.surface = surface;
-    dimensions.delivery = wireName(delivery);
-    dimensions.outcome = outcome;
-    return dimensions;
-}
+const QString enableAccessibilityForCapture = QStringLiteral(
+    "Enable Accessibility to capture selected text or a writing cursor. You can still generate and copy content.");
 } // namespace
 
 void AppModel::presentQuickHUD(QuickHUDTrigger trigger)
@@ -72,7 +55,7 @@ void AppModel::presentQuickHUD(QuickHUDTrigger trigger)
         chosen = services_.selectionService->capture(true);
     if (!chosen)
         chosen = observedSnapshot_;
-    record(AnalyticsEventType::quickCommandOpened, words::opened(analyticsWord(trigger), QStringLiteral("quick_hud")));
+    record(AnalyticsEventType::quickCommandOpened, openedWords(analyticsWord(trigger), QStringLiteral("quick_hud")));
     openSession(chosen, trigger);
 }
 
@@ -103,7 +86,7 @@ void AppModel::openSession(const std::optional<SelectionSnapshot>& snapshot, Qui
     if (snapshot || accessibilityGranted_)
         setStatusMessage(std::nullopt);
     else
-        setStatusMessage(words::enableAccessibilityForCapture);
+        setStatusMessage(enableAccessibilityForCapture);
     setQuickHUDTrigger(trigger);
     moveToPhase(QuickHUDPhase::compose);
     showHUDAt(snapshot);
@@ -128,8 +111,7 @@ void AppModel::dismissQuickHUD()
 
 void AppModel::openWorkspace()
 {
-    record(
-        AnalyticsEventType::workspaceOpened, words::opened(QStringLiteral("workspace"), QStringLiteral("workspace")));
+    record(AnalyticsEventType::workspaceOpened, openedWords(QStringLiteral("workspace"), QStringLiteral("workspace")));
     // The session carries over into the workspace; a running generation goes on.
     if (quickHUDPhase_ != QuickHUDPhase::bubble) {
         moveToPhase(QuickHUDPhase::bubble);
@@ -193,7 +175,7 @@ void AppModel::selectionBubblePressed()
     if (snapshot && snapshot->text && hasVisibleCharacters(*snapshot->text)) {
         setObservedSnapshot(snapshot);
         record(AnalyticsEventType::quickCommandOpened,
-            words::opened(analyticsWord(QuickHUDTrigger::selectionBubble), QStringLiteral("quick_hud")));
+            openedWords(analyticsWord(QuickHUDTrigger::selectionBubble), QStringLiteral("quick_hud")));
         openSession(snapshot, QuickHUDTrigger::selectionBubble);
         return;
     }
@@ -326,14 +308,14 @@ void AppModel::finishDelivery(const QString& text, const SelectionSnapshot& snap
         = result_ == text && resultContext_ && resultContext_->snapshot && resultContext_->snapshot->id == snapshot.id;
     if (current && status) {
         record(AnalyticsEventType::deliveryCompleted,
-            deliveryDimensions(QStringLiteral("quick_hud"), preference, deliveredOutcome(preference)));
+            deliveryWords(QStringLiteral("quick_hud"), preference, deliveredOutcome(preference)));
         if (quickHUDPhase_ == QuickHUDPhase::bubble)
             setStatusMessage(*status);
         else
             showConfirmation(*status);
     } else if (current) {
         record(AnalyticsEventType::deliveryFailed,
-            deliveryDimensions(QStringLiteral("quick_hud"), preference, errorClass(error)));
+            deliveryWords(QStringLiteral("quick_hud"), preference, errorClass(error)));
         setStatusMessage(describe(error));
         if (quickHUDPhase_ != QuickHUDPhase::bubble)
             moveToPhase(QuickHUDPhase::review); // the result is not lost; it can still be copied
@@ -350,8 +332,8 @@ void AppModel::copyResult()
     services_.pasteboard->setString(result_);
     const bool inWorkspace = quickHUDPhase_ == QuickHUDPhase::bubble;
     record(AnalyticsEventType::deliveryCompleted,
-        deliveryDimensions(inWorkspace ? QStringLiteral("workspace") : QStringLiteral("quick_hud"),
-            DeliveryPreference::copy, QStringLiteral("copied")));
+        deliveryWords(inWorkspace ? QStringLiteral("workspace") : QStringLiteral("quick_hud"), DeliveryPreference::copy,
+            QStringLiteral("copied")));
     if (inWorkspace)
         setStatusMessage(QStringLiteral("Copied to the clipboard."));
     else

@@ -20,33 +20,21 @@ namespace brindlet {
 
 using namespace std::chrono_literals;
 
-AnalyticsDimensions AppModel::quickFixDimensions(std::optional<QString> outcome) const
-{
-    AnalyticsDimensions dimensions;
-    dimensions.provider = wireName(provider_);
-    dimensions.action = QStringLiteral("fix_writing");
-    dimensions.trigger = QStringLiteral("global_hotkey");
-    dimensions.surface = QStringLiteral("quick_fix");
-    dimensions.delivery = wireName(DeliveryPreference::replace);
-    dimensions.outcome = std::move(outcome);
-    return dimensions;
-}
-
 void AppModel::startQuickFix()
 {
     cancelTimedSteps();
     cancelGeneration(false);
     stopDelivery();
     setAccessibilityGranted(services_.accessibility->isProcessTrusted());
-    record(AnalyticsEventType::quickFixStarted, quickFixDimensions(std::nullopt));
+    record(AnalyticsEventType::quickFixStarted, quickFixWords(provider_, std::nullopt));
 
     const auto snapshot = services_.selectionService->capture(true);
     if (!snapshot || !snapshot->hasText()) {
-        record(AnalyticsEventType::quickFixCompleted, quickFixDimensions(QStringLiteral("validation")));
+        record(AnalyticsEventType::quickFixCompleted, quickFixWords(provider_, QStringLiteral("validation")));
         return showQuickFixStatus(QStringLiteral("Select text first"), std::nullopt, true);
     }
     if (!snapshot->target || !snapshot->target->isSettable) {
-        record(AnalyticsEventType::quickFixCompleted, quickFixDimensions(QStringLiteral("rejected")));
+        record(AnalyticsEventType::quickFixCompleted, quickFixWords(provider_, QStringLiteral("rejected")));
         return showQuickFixStatus(QStringLiteral("This selection cannot be replaced."), snapshot, false);
     }
     std::optional<Preset> preset;
@@ -57,7 +45,7 @@ void AppModel::startQuickFix()
         }
     }
     if (!preset) {
-        record(AnalyticsEventType::quickFixCompleted, quickFixDimensions(QStringLiteral("provider_unavailable")));
+        record(AnalyticsEventType::quickFixCompleted, quickFixWords(provider_, QStringLiteral("provider_unavailable")));
         return showQuickFixStatus(QStringLiteral("Fix Writing is unavailable."), snapshot, false);
     }
 
@@ -96,7 +84,7 @@ void AppModel::continueQuickFix(const GenerationRequest& request)
     if (source.trimmed().normalized(QString::NormalizationForm_C)
         != fixed.trimmed().normalized(QString::NormalizationForm_C))
         return replaceWithFix(fixed, request);
-    record(AnalyticsEventType::quickFixCompleted, quickFixDimensions(QStringLiteral("unchanged")));
+    record(AnalyticsEventType::quickFixCompleted, quickFixWords(provider_, QStringLiteral("unchanged")));
     showConfirmation(QStringLiteral("Already looks good"));
 }
 
@@ -126,7 +114,7 @@ void AppModel::finishQuickFixDelivery(const QString& text, const GenerationReque
     if (!resultContext_ || !resultContext_->snapshot || resultContext_->snapshot->id != request.snapshot->id
         || result_ != text)
         return;
-    AnalyticsDimensions dimensions = quickFixDimensions(std::nullopt);
+    AnalyticsDimensions dimensions = quickFixWords(provider_, std::nullopt);
     dimensions.provider = wireName(request.provider);
     if (!status) {
         dimensions.outcome = errorClass(error);
