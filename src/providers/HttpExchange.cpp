@@ -295,31 +295,44 @@ Task<int> HttpExchange::status()
     co_return *status_;
 }
 
-std::optional<QByteArray> HttpExchange::takeBufferedLine()
+std::optional<QByteArrayView> HttpExchange::takeBufferedLine()
 {
-    for (qsizetype newline = body_.indexOf('\n'); newline >= 0; newline = body_.indexOf('\n')) {
-        QByteArray line = body_.left(newline);
-        body_.remove(0, newline + 1);
+    for (;;) {
+        const qsizetype newline = body_.indexOf('\n', bodyTaken_);
+        if (newline < 0) {
+            // Dropping from the front moves no bytes in Qt 6.
+            body_.remove(0, std::exchange(bodyTaken_, 0));
+            return std::nullopt;
+        }
+        QByteArrayView line(body_.constData() + bodyTaken_, newline - bodyTaken_);
+        bodyTaken_ = newline + 1;
         if (line.endsWith('\r'))
             line.chop(1);
         if (!line.isEmpty())
             return line;
     }
-    return std::nullopt;
+}
+
+QByteArray HttpExchange::takeRest()
+{
+    QByteArray rest = body_.sliced(std::exchange(bodyTaken_, 0));
+    body_.clear();
+    return rest;
 }
 
 Task<std::optional<QByteArray>> HttpExchange::nextLine()
 {
     for (;;) {
         if (auto line = takeBufferedLine())
-            co_return line;
+            co_return line->toByteArray();
         if (finished_) {
             throwIfFailed();
-            if (body_.endsWith('\r'))
-                body_.chop(1);
-            if (body_.isEmpty())
+            QByteArray rest = takeRest();
+            if (rest.endsWith('\r'))
+                rest.chop(1);
+            if (rest.isEmpty())
                 co_return std::nullopt;
-            co_return std::exchange(body_, {});
+            co_return rest;
         }
         co_await waitForActivity();
     }
@@ -330,7 +343,7 @@ Task<QByteArray> HttpExchange::readAll()
     while (!finished_)
         co_await waitForActivity();
     throwIfFailed();
-    co_return std::exchange(body_, {});
+    co_return takeRest();
 }
 
 } // namespace brindlet

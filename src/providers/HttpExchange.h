@@ -49,9 +49,10 @@ public:
     // The next line of the body without its terminator ("\n", or "\r\n"); empty lines are
     // skipped. nullopt at the end of the body. A transport failure is thrown as NetworkError.
     Task<std::optional<QByteArray>> nextLine();
-    // A complete line that has already arrived, without waiting; nullopt when none has. Lets a
-    // reader of thousands of short lines skip an await for each.
-    std::optional<QByteArray> takeBufferedLine();
+    // A complete line that has already arrived, without waiting or copying; nullopt when none has.
+    // The view holds until the next call on this exchange. Lets a reader of thousands of short
+    // lines skip an await and a copy for each.
+    std::optional<QByteArrayView> takeBufferedLine();
     // The rest of the body.
     Task<QByteArray> readAll();
 
@@ -70,6 +71,7 @@ private:
     void wake();
     Task<void> waitForActivity();
     void throwIfFailed() const;
+    QByteArray takeRest();
 
     HttpRequest request_;
     QPointer<QTcpSocket> socket_;
@@ -78,7 +80,8 @@ private:
     std::shared_ptr<Completion<bool>> activity_;
 
     QByteArray raw_; // received and not yet parsed
-    QByteArray body_; // the body as decoded and not yet taken
+    QByteArray body_; // the body as decoded; the first bodyTaken_ bytes have been taken
+    qsizetype bodyTaken_ = 0;
     std::optional<int> status_;
     BodyFraming framing_ = BodyFraming::untilClose;
     qint64 remaining_ = 0; // of the body (length) or of the current chunk (chunked)

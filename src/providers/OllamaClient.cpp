@@ -80,12 +80,15 @@ Task<QString> OllamaClient::generate(
 
     QString accumulated;
     for (;;) {
-        auto line = exchange.takeBufferedLine();
-        if (!line)
-            line = co_await exchange.nextLine();
-        if (!line)
-            break;
         co_await checkCancellation();
+        std::optional<QByteArray> awaited;
+        auto line = exchange.takeBufferedLine();
+        if (!line) {
+            awaited = co_await exchange.nextLine();
+            if (!awaited)
+                break;
+            line = QByteArrayView(*awaited);
+        }
         if (!line->isValidUtf8())
             throw ProviderError::unavailable(QStringLiteral("Ollama returned an invalid streaming response."));
         const auto parsed = parseOllamaStreamChunk(*line);
