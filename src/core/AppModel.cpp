@@ -372,7 +372,7 @@ void AppModel::beginGeneration(const GenerationRequest& request, GenerationMode 
     setStatusMessage(std::nullopt);
     setGenerationPreview(QString());
     setIsGenerating(true);
-    if (quickHUDPhase_ != QuickHUDPhase::bubble)
+    if (isQuickHUDOpen())
         moveToPhase(mode == GenerationMode::quickFix ? QuickHUDPhase::quickFixGenerating : QuickHUDPhase::generating);
 
     generationTask_ = spawn(runGeneration(QPointer<AppModel>(this), services_.providerService, request, mode));
@@ -452,7 +452,7 @@ void AppModel::succeed(const GenerationRequest& request, GenerationMode mode, co
     endGeneration(request.id, false);
     if (mode == GenerationMode::quickFix)
         continueQuickFix(request);
-    else if (quickHUDPhase_ != QuickHUDPhase::bubble)
+    else if (isQuickHUDOpen())
         moveToPhase(QuickHUDPhase::review);
 }
 
@@ -467,7 +467,7 @@ void AppModel::fail(const GenerationRequest& request, GenerationMode mode, const
         setIsQuickFixSession(false);
         setStatusMessage(message);
         moveToPhase(QuickHUDPhase::compose);
-    } else if (quickHUDPhase_ != QuickHUDPhase::bubble) {
+    } else if (isQuickHUDOpen()) {
         moveToPhase(QuickHUDPhase::compose);
     }
 }
@@ -610,7 +610,7 @@ AnalyticsDimensions AppModel::generationDimensions(
         const auto started = generationStartedAt_.value(request.id, timerSource().now());
         seconds = std::chrono::duration<double>(timerSource().now() - started).count();
     }
-    const bool inHUD = quickHUDPhase_ != QuickHUDPhase::bubble;
+    const bool inHUD = isQuickHUDOpen();
     return generationWords(
         request, mode, inHUD ? std::optional(quickHUDTrigger_) : std::nullopt, std::move(outcome), seconds);
 }

@@ -76,6 +76,7 @@ class AppModel : public QObject {
     Q_PROPERTY(bool isDelivering READ isDelivering NOTIFY isDeliveringChanged)
     Q_PROPERTY(brindlet::QuickHUDSourceMode sourceDetailMode READ sourceDetailMode NOTIFY sourceDetailModeChanged)
     Q_PROPERTY(brindlet::QuickHUDPhase quickHUDPhase READ quickHUDPhase NOTIFY quickHUDPhaseChanged)
+    Q_PROPERTY(bool isQuickHUDOpen READ isQuickHUDOpen NOTIFY quickHUDPhaseChanged)
     Q_PROPERTY(brindlet::QuickHUDTrigger quickHUDTrigger READ quickHUDTrigger NOTIFY quickHUDTriggerChanged)
     Q_PROPERTY(brindlet::HotKeyMessages hotKeyMessages READ hotKeyMessages NOTIFY hotKeyMessagesChanged)
     Q_PROPERTY(bool isQuickFixSession READ isQuickFixSession NOTIFY isQuickFixSessionChanged)
@@ -139,6 +140,9 @@ public:
     void setMarketingPreviewState(const std::optional<brindlet::MarketingPreviewState>& value);
 
     // Derived values.
+    // The HUD is closed exactly when its phase is `bubble`; then at most the selection bubble is
+    // on screen, and flows that run meanwhile belong to the workspace.
+    bool isQuickHUDOpen() const { return quickHUDPhase_ != QuickHUDPhase::bubble; }
     QList<Preset> allPresets() const;
     std::optional<Preset> selectedPreset() const;
     bool hasResult() const;

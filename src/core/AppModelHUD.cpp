@@ -67,7 +67,7 @@ void AppModel::handleObservedSelection(const std::optional<SelectionSnapshot>& s
     if (snapshot && snapshot->text && hasVisibleCharacters(*snapshot->text))
         counted = snapshot;
     setObservedSnapshot(counted);
-    if (quickHUDPhase_ != QuickHUDPhase::bubble)
+    if (isQuickHUDOpen())
         return; // an open HUD never reacts to the selection
     if (services_.settings->showSelectionBubble() && counted) {
         moveToPhase(QuickHUDPhase::bubble);
@@ -113,7 +113,7 @@ void AppModel::openWorkspace()
 {
     record(AnalyticsEventType::workspaceOpened, openedWords(QStringLiteral("workspace"), QStringLiteral("workspace")));
     // The session carries over into the workspace; a running generation goes on.
-    if (quickHUDPhase_ != QuickHUDPhase::bubble) {
+    if (isQuickHUDOpen()) {
         moveToPhase(QuickHUDPhase::bubble);
         windows().hideQuickHUD();
     }
@@ -146,14 +146,14 @@ void AppModel::moveToPhase(QuickHUDPhase phase)
 void AppModel::scheduleBubbleRecheck()
 {
     // Covers the moment this application loses the focus, which the monitor does not see.
-    if (quickHUDPhase_ == QuickHUDPhase::bubble && services_.settings->showSelectionBubble())
+    if (!isQuickHUDOpen() && services_.settings->showSelectionBubble())
         spawn(recheckBubbleLater(QPointer<AppModel>(this)));
 }
 
 Task<void> AppModel::recheckBubbleLater(QPointer<AppModel> model)
 {
     co_await sleepFor(80ms);
-    if (!model || model->services_.workspace->isApplicationActive() || model->quickHUDPhase_ != QuickHUDPhase::bubble
+    if (!model || model->services_.workspace->isApplicationActive() || model->isQuickHUDOpen()
         || !model->services_.settings->showSelectionBubble())
         co_return;
     const auto snapshot = model->services_.selectionService->recheckPassively();
@@ -309,7 +309,7 @@ void AppModel::finishDelivery(const QString& text, const SelectionSnapshot& snap
     if (current && status) {
         record(AnalyticsEventType::deliveryCompleted,
             deliveryWords(QStringLiteral("quick_hud"), preference, deliveredOutcome(preference)));
-        if (quickHUDPhase_ == QuickHUDPhase::bubble)
+        if (!isQuickHUDOpen())
             setStatusMessage(*status);
         else
             showConfirmation(*status);
@@ -317,7 +317,7 @@ void AppModel::finishDelivery(const QString& text, const SelectionSnapshot& snap
         record(AnalyticsEventType::deliveryFailed,
             deliveryWords(QStringLiteral("quick_hud"), preference, errorClass(error)));
         setStatusMessage(describe(error));
-        if (quickHUDPhase_ != QuickHUDPhase::bubble)
+        if (isQuickHUDOpen())
             moveToPhase(QuickHUDPhase::review); // the result is not lost; it can still be copied
     }
     setIsDelivering(false);
@@ -330,7 +330,7 @@ void AppModel::copyResult()
         return;
     services_.pasteboard->clearContents();
     services_.pasteboard->setString(result_);
-    const bool inWorkspace = quickHUDPhase_ == QuickHUDPhase::bubble;
+    const bool inWorkspace = !isQuickHUDOpen();
     record(AnalyticsEventType::deliveryCompleted,
         deliveryWords(inWorkspace ? QStringLiteral("workspace") : QStringLiteral("quick_hud"), DeliveryPreference::copy,
             QStringLiteral("copied")));
