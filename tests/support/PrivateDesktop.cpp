@@ -3,6 +3,9 @@
 #include <QDeadlineTimer>
 #include <QThread>
 
+#include <csignal>
+#include <sys/prctl.h>
+
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
 
@@ -38,6 +41,9 @@ bool windowManagerRunning(const QString& display)
 PrivateDesktop::PrivateDesktop()
     : previousDisplay_(qgetenv("DISPLAY"))
 {
+    // Should the test process die before its destructor runs, the desktop dies with it.
+    for (QProcess* process : { &server_, &windowManager_ })
+        process->setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGKILL); });
     // -displayfd picks a free display and writes its number to our end of the pipe.
     server_.start(QStringLiteral("Xvfb"),
         { QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-nolisten"), QStringLiteral("tcp"),
