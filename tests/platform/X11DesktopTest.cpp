@@ -23,7 +23,7 @@ namespace {
 
 class X11DesktopTest : public ::testing::Test {
 protected:
-    PrivateDesktop desktop;
+    PrivateDesktop desktop { { PrivateDesktop::WindowManager::openbox } };
     Display* client = nullptr; // plays the other applications
     std::unique_ptr<X11Desktop> x11;
     std::vector<std::unique_ptr<QProcess>> processes; // stand-ins whose ids the windows carry
