@@ -70,7 +70,8 @@ protected:
         // Brought forward as a taskbar would: whether a window manager focuses new windows by
         // itself depends on its timing.
         const QDeadlineTimer deadline(5000);
-        while (!isActive(window) && !deadline.hasExpired()) {
+        while (x11->frontmostApplication().value_or(RunningApplication {}).processIdentifier != processID
+            && !deadline.hasExpired()) {
             XEvent request {};
             request.xclient.type = ClientMessage;
             request.xclient.window = window;
@@ -83,20 +84,6 @@ protected:
             runUntil([] { return false; }, std::chrono::milliseconds(20));
         }
         return window;
-    }
-    bool isActive(Window window)
-    {
-        Atom type = None;
-        int format = 0;
-        unsigned long count = 0;
-        unsigned long remaining = 0;
-        unsigned char* data = nullptr;
-        XGetWindowProperty(client, DefaultRootWindow(client), XInternAtom(client, "_NET_ACTIVE_WINDOW", False), 0, 1,
-            False, XA_WINDOW, &type, &format, &count, &remaining, &data);
-        const bool active = data && count == 1 && *reinterpret_cast<Window*>(data) == window;
-        if (data)
-            XFree(data);
-        return active;
     }
     bool frontmostBecomes(std::int32_t processID)
     {

@@ -212,7 +212,7 @@ void X11Desktop::activateApplication(std::int32_t processID)
     }
 }
 
-std::optional<QPointF> X11Desktop::pointerLocation()
+std::optional<X11Desktop::PointerState> X11Desktop::queryPointer()
 {
     if (!display_)
         return std::nullopt;
@@ -225,21 +225,18 @@ std::optional<QPointF> X11Desktop::pointerLocation()
     unsigned int mask = 0;
     if (!XQueryPointer(display_, DefaultRootWindow(display_), &root, &child, &x, &y, &windowX, &windowY, &mask))
         return std::nullopt;
-    return QPointF(x, y);
+    return PointerState { QPointF(x, y), mask };
+}
+
+std::optional<QPointF> X11Desktop::pointerLocation()
+{
+    const auto pointer = queryPointer();
+    return pointer ? std::optional(pointer->location) : std::nullopt;
 }
 
 std::uint64_t X11Desktop::pressedMouseButtons()
 {
-    if (!display_)
-        return 0;
-    Window root = None;
-    Window child = None;
-    int x = 0;
-    int y = 0;
-    int windowX = 0;
-    int windowY = 0;
-    unsigned int mask = 0;
-    XQueryPointer(display_, DefaultRootWindow(display_), &root, &child, &x, &y, &windowX, &windowY, &mask);
+    const unsigned int mask = queryPointer().value_or(PointerState {}).buttons;
     // Left, right, then the middle button, as the rest of the program counts them.
     return ((mask & Button1Mask) ? 1u : 0u) | ((mask & Button3Mask) ? 2u : 0u) | ((mask & Button2Mask) ? 4u : 0u);
 }

@@ -43,6 +43,11 @@ public:
     std::unique_ptr<KeyChord> makePasteChord() override;
 
 private:
+    struct PointerState {
+        QPointF location;
+        unsigned int buttons = 0; // X's key-and-button mask
+    };
+    std::optional<PointerState> queryPointer();
     std::optional<unsigned long> activeWindow();
     std::optional<std::int32_t> processOf(unsigned long window);
     std::vector<unsigned long> clientWindows();
