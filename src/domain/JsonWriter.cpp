@@ -218,7 +218,14 @@ __attribute__((target("ssse3"))) void escapeBlocks(const char16_t*& from, const 
             if (lows != ((highs << 1) & 0xFF) || (highs & 0x80))
                 break;
         }
-        const Expansion& e = table[_mm_movemask_epi8(_mm_packs_epi16(escaped, zero))];
+        const int mask = _mm_movemask_epi8(_mm_packs_epi16(escaped, zero));
+        if (!mask) { // nearly half the blocks of ordinary prose: a plain copy
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(out), units);
+            in += 8;
+            out += 8;
+            continue;
+        }
+        const Expansion& e = table[mask];
         const __m128i low = _mm_shuffle_epi8(letters, _mm_load_si128(reinterpret_cast<const __m128i*>(e.shuffle[0])));
         const __m128i high = _mm_shuffle_epi8(letters, _mm_load_si128(reinterpret_cast<const __m128i*>(e.shuffle[1])));
         _mm_storeu_si128(reinterpret_cast<__m128i*>(out),
