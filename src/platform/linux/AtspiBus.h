@@ -36,8 +36,6 @@ public:
     // The accessibility bus name of the application with this process id, if it has one.
     std::optional<QString> applicationOf(std::int32_t processID);
 
-    QDBusConnection& accessibility() { return accessibility_; }
-
 private:
     QDBusConnection session_;
     QDBusConnection accessibility_;
