@@ -13,6 +13,7 @@
 #include "windows/WindowCoordinating.h"
 
 #include "AnalyticsWords.h"
+#include "CommandRules.h"
 #include "domain/DescribedError.h"
 #include "domain/Prompt.h"
 
@@ -78,11 +79,9 @@ void AppModel::showQuickFixStatus(
 
 void AppModel::continueQuickFix(const GenerationRequest& request)
 {
-    // Equal under canonical equivalence, after trimming both ends: nothing to write.
     const QString source = request.snapshot && request.snapshot->text ? *request.snapshot->text : QString();
     const QString fixed = result_;
-    if (source.trimmed().normalized(QString::NormalizationForm_C)
-        != fixed.trimmed().normalized(QString::NormalizationForm_C))
+    if (!fixChangesNothing(source, fixed))
         return replaceWithFix(fixed, request);
     record(AnalyticsEventType::quickFixCompleted, quickFixWords(provider_, QStringLiteral("unchanged")));
     showConfirmation(QStringLiteral("Already looks good"));

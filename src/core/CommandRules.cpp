@@ -24,4 +24,10 @@ std::optional<QString> commandSelectedText(const std::optional<Preset>& preset, 
     return source.workingText;
 }
 
+bool fixChangesNothing(const QString& source, const QString& fixed)
+{
+    return source.trimmed().normalized(QString::NormalizationForm_C)
+        == fixed.trimmed().normalized(QString::NormalizationForm_C);
+}
+
 } // namespace brindlet

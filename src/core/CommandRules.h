@@ -24,4 +24,8 @@ std::optional<QString> commandRefusal(
 // working copy as it stands, even when the user has emptied it.
 std::optional<QString> commandSelectedText(const std::optional<Preset>& preset, const CommandSource& source);
 
+// Whether a Quick Fix result leaves the text as it was: equal under canonical equivalence after
+// trimming both ends, so there is nothing to write.
+bool fixChangesNothing(const QString& source, const QString& fixed);
+
 } // namespace brindlet
