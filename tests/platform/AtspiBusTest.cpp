@@ -27,7 +27,7 @@ TEST(AtspiBus, IsSwitchedOnWhenAskedAndFindsAnApplicationByItsProcess)
 
     QProcess editor;
     editor.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGKILL); });
-    editor.start(u"/usr/bin/python3"_qs, { QStringLiteral(GTK_EDITOR_PATH), u"Hello"_qs });
+    editor.start(u"/usr/bin/python3"_qs, { QStringLiteral(GTK_EDITOR_PATH), u"entry"_qs, u"Hello"_qs });
     ASSERT_TRUE(editor.waitForStarted());
     EXPECT_TRUE(runUntil(
         [&] { return bus.applicationOf(std::int32_t(editor.processId())).has_value(); }, std::chrono::seconds(15)));
