@@ -4,6 +4,7 @@
 #include <QList>
 #include <QString>
 
+#include <optional>
 #include <utility>
 
 namespace brindlet {
@@ -23,6 +24,9 @@ public:
     // Writes the text as plain text; reports success.
     virtual bool setString(const QString& text) = 0;
     virtual void writeItems(const QList<PasteboardItem>& items) = 0;
+    // Whether another application has read the text that setString last wrote; nullopt where
+    // the platform cannot tell.
+    virtual std::optional<bool> lastStringWasRead() { return std::nullopt; }
 };
 
 } // namespace brindlet

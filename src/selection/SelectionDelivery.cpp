@@ -20,6 +20,8 @@ constexpr auto settleAfterFocus = 90ms;
 constexpr auto readBackPoll = 50ms;
 constexpr auto directReadBackDeadline = 500ms;
 constexpr auto clipboardReadTime = 300ms;
+constexpr auto clipboardReadPoll = 10ms;
+constexpr auto clipboardReadDeadline = 2s;
 constexpr auto pasteReadBackDeadline = 1200ms;
 constexpr auto keyChordGap = 12; // milliseconds between key-down and key-up
 
@@ -187,12 +189,30 @@ Task<bool> SelectionService::guardedPaste(QString text, std::int32_t processID)
             restoreClipboard(saved);
         co_return false;
     }
-    co_await pause(clipboardReadTime); // time for the application to read the clipboard
+    co_await waitForClipboardRead();
     // Whatever someone else wrote meanwhile is newer and belongs to the user: it stays.
     if (pasteboard.changeCount() == ownWrite)
         restoreClipboard(saved);
     const bool cancelled = co_await isTaskCancelled();
     co_return !cancelled;
+}
+
+Task<void> SelectionService::waitForClipboardRead()
+{
+    // Where the clipboard tells when the target has read it, nothing happens before that: a
+    // target that reads it on the thread that answers accessibility calls would wait for us
+    // while we wait for it. Elsewhere the target gets a fixed time.
+    if (!platform_.pasteboard->lastStringWasRead()) {
+        co_await pause(clipboardReadTime);
+        co_return;
+    }
+    const auto end = timerSource().now() + clipboardReadDeadline;
+    while (!*platform_.pasteboard->lastStringWasRead() && timerSource().now() < end) {
+        const bool cancelled = co_await isTaskCancelled();
+        if (cancelled)
+            co_return;
+        co_await pause(clipboardReadPoll);
+    }
 }
 
 bool SelectionService::postPasteShortcut(std::int32_t processID)

@@ -113,6 +113,7 @@ private:
     bool isUnchanged(const SelectionTarget& target);
     bool readBack(const QString& text, const SelectionTarget& target);
     Task<bool> readBackLoop(QString text, std::shared_ptr<const SelectionTarget> target, Duration deadline);
+    Task<void> waitForClipboardRead();
     Task<bool> guardedPaste(QString text, std::int32_t processID);
     bool postPasteShortcut(std::int32_t processID);
     void restoreClipboard(const QList<PasteboardItem>& saved);

@@ -6,6 +6,27 @@
 
 namespace brindlet {
 
+namespace {
+// Text that notes when its data is handed out.
+class TrackedText final : public QMimeData {
+public:
+    explicit TrackedText(std::shared_ptr<bool> read)
+        : read_(std::move(read))
+    {
+    }
+
+protected:
+    QVariant retrieveData(const QString& type, QMetaType preferred) const override
+    {
+        *read_ = true;
+        return QMimeData::retrieveData(type, preferred);
+    }
+
+private:
+    std::shared_ptr<bool> read_;
+};
+} // namespace
+
 QtPasteboard::QtPasteboard(QObject* parent)
     : QObject(parent)
 {
@@ -37,8 +58,19 @@ void QtPasteboard::clearContents()
 
 bool QtPasteboard::setString(const QString& text)
 {
-    QGuiApplication::clipboard()->setText(text);
-    return QGuiApplication::clipboard()->text() == text;
+    auto read = std::make_shared<bool>(false);
+    auto* data = new TrackedText(read);
+    data->setText(text);
+    QGuiApplication::clipboard()->setMimeData(data);
+    const bool written = QGuiApplication::clipboard()->text() == text;
+    *read = false; // that was our own check
+    lastStringRead_ = read;
+    return written;
+}
+
+std::optional<bool> QtPasteboard::lastStringWasRead()
+{
+    return lastStringRead_ && *lastStringRead_;
 }
 
 void QtPasteboard::writeItems(const QList<PasteboardItem>& items)
