@@ -1,6 +1,8 @@
 // brindlet-cli: the generation spine without a window. It assembles the same prompt the
 // application would send, runs it through the same provider service, and lists Ollama models.
+// On an X11 desktop it also captures, replaces and fixes text in the focused application.
 
+#include "DesktopCommands.h"
 #include "core/CommandRules.h"
 #include "domain/DescribedError.h"
 #include "domain/OllamaReadiness.h"
@@ -18,6 +20,7 @@
 #include <QCommandLineParser>
 #include <QCoreApplication>
 #include <QFile>
+#include <QGuiApplication>
 #include <QSocketNotifier>
 
 #include <csignal>
@@ -270,14 +273,39 @@ const char* usage
       "  brindlet-cli prompt   [--preset NAME] [--instruction TEXT] [--selection FILE|-]\n"
       "  brindlet-cli generate [--preset NAME] [--instruction TEXT] [--selection FILE|-]\n"
       "                        [--provider NAME] [--ollama-url URL] [--ollama-model NAME] [--show-prompt]\n"
-      "  brindlet-cli models   [--ollama-url URL]\n";
+      "  brindlet-cli models   [--ollama-url URL]\n"
+      "  brindlet-cli capture\n"
+      "  brindlet-cli replace  --text TEXT | --text-file FILE|-\n"
+      "  brindlet-cli fix      [--provider NAME] [--ollama-url URL] [--ollama-model NAME]\n";
+
+// The generation that fix runs: the configured provider, with the same failure report as generate.
+Task<QString> generateForFix(
+    AIProviding* providers, QString prompt, ProviderKind provider, ProviderConfiguration configuration)
+{
+    if (provider == ProviderKind::ollama)
+        co_await chooseFirstModelIfNone(providers, &configuration);
+    co_return co_await providers->generate(prompt, provider, configuration, nullptr);
+}
+
+std::optional<QString> replacementText(const QCommandLineParser& parser)
+{
+    if (parser.isSet(QStringLiteral("text")) == parser.isSet(QStringLiteral("text-file")))
+        throw UsageError { QStringLiteral("replace takes exactly one of --text and --text-file.") };
+    const QString text = parser.isSet(QStringLiteral("text"))
+        ? parser.value(QStringLiteral("text"))
+        : readSelection(parser.value(QStringLiteral("text-file")));
+    if (text.isEmpty())
+        throw UsageError { QStringLiteral("the replacement text is empty.") };
+    return text;
+}
 
 } // namespace
 
 int main(int argc, char** argv)
 {
-    QCoreApplication app(argc, argv);
-    QCoreApplication::setApplicationName(QStringLiteral("brindlet-cli"));
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i)
+        arguments << QString::fromLocal8Bit(argv[i]);
 
     QCommandLineParser parser;
     parser.addOptions({
@@ -290,18 +318,37 @@ int main(int argc, char** argv)
         { QStringLiteral("ollama-url"), QStringLiteral("The Ollama server's address."), QStringLiteral("URL") },
         { QStringLiteral("ollama-model"), QStringLiteral("The Ollama model."), QStringLiteral("NAME") },
         { QStringLiteral("show-prompt"), QStringLiteral("Print the prompt to standard error before sending it.") },
+        { QStringLiteral("text"), QStringLiteral("The text that replace writes."), QStringLiteral("TEXT") },
+        { QStringLiteral("text-file"),
+            QStringLiteral("The text that replace writes, from a file or - for standard input."),
+            QStringLiteral("FILE") },
     });
-    parser.addPositionalArgument(QStringLiteral("command"), QStringLiteral("prompt, generate or models"));
-    if (!parser.parse(QCoreApplication::arguments())) {
+    parser.addPositionalArgument(
+        QStringLiteral("command"), QStringLiteral("prompt, generate, models, capture, replace or fix"));
+    if (!parser.parse(arguments)) {
         writeOut(stderr, QStringLiteral("brindlet-cli: %1\n").arg(parser.errorText()) + QString::fromLatin1(usage));
         return exitUsage;
     }
     const QStringList positional = parser.positionalArguments();
     const QString command = positional.value(0);
-    if (positional.size() != 1 || !QStringList { u"prompt"_qs, u"generate"_qs, u"models"_qs }.contains(command)) {
+    const QStringList desktopCommands { u"capture"_qs, u"replace"_qs, u"fix"_qs };
+    if (positional.size() != 1
+        || !(QStringList { u"prompt"_qs, u"generate"_qs, u"models"_qs }.contains(command)
+            || desktopCommands.contains(command))) {
         writeOut(stderr, QString::fromLatin1(usage));
         return exitUsage;
     }
+    const bool onDesktop = desktopCommands.contains(command);
+    if (onDesktop) {
+        if (const QString problem = desktopProblemBeforeStart(); !problem.isEmpty()) {
+            writeOut(stderr, QStringLiteral("brindlet-cli: %1\n").arg(problem));
+            return exitFailure;
+        }
+        qputenv("QT_QPA_PLATFORM", "xcb"); // the display was checked; never another platform
+    }
+    const std::unique_ptr<QCoreApplication> app
+        = onDesktop ? std::make_unique<QGuiApplication>(argc, argv) : std::make_unique<QCoreApplication>(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("brindlet-cli"));
 
     // What the user set in the application is what the command line uses; flags override it.
     JsonFileDefaultsStore defaults;
@@ -328,7 +375,31 @@ int main(int argc, char** argv)
     int exitCode = exitFailure;
     if (command == QLatin1String("models")) {
         spawn(runModels(&providers, configuration, &exitCode));
-        app.exec();
+        QCoreApplication::exec();
+        return exitCode;
+    }
+    if (onDesktop) {
+        DesktopCommand desktopCommand;
+        desktopCommand.kind = command == u"capture" ? DesktopCommand::Kind::capture
+            : command == u"replace"                 ? DesktopCommand::Kind::replace
+                                                    : DesktopCommand::Kind::fix;
+        try {
+            if (desktopCommand.kind == DesktopCommand::Kind::replace)
+                desktopCommand.replacement = *replacementText(parser);
+        } catch (const UsageError& error) {
+            writeOut(stderr, QStringLiteral("brindlet-cli: %1\n").arg(error.message));
+            return exitUsage;
+        }
+        desktopCommand.generate = [&providers, provider, configuration](QString prompt) {
+            return generateForFix(&providers, std::move(prompt), provider, configuration);
+        };
+        desktopCommand.reportGenerationFailure = [provider, configuration](const std::exception_ptr& error) {
+            reportFailure(error, provider, configuration);
+        };
+        stopOnSignals(&exitCode);
+        exitCode = runDesktopCommand(desktopCommand);
+        finishAllTasks(std::chrono::seconds(2));
+        ChildProcesses::shared().endAll(ManagedCLIProcess::killDelay);
         return exitCode;
     }
 
@@ -348,7 +419,7 @@ int main(int argc, char** argv)
         writeOut(stderr, QStringLiteral("Prompt sent to %1:\n%2\n\n").arg(displayName(provider), prompt));
     stopOnSignals(&exitCode);
     spawn(runGenerate(&providers, prompt, provider, configuration, &exitCode));
-    app.exec();
+    QCoreApplication::exec();
     // A used Claude worker is replaced in the background; nothing new should start on the way out,
     // and nothing started may outlive the command: workers, their children, their folders.
     finishAllTasks(std::chrono::seconds(2));
