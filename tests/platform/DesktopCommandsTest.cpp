@@ -2,35 +2,24 @@
 // range in UTF-16 units whatever the toolkit counts in, and the editor's text exactly right.
 
 #include "platform/linux/AtspiBus.h"
+#include "support/CliRun.h"
 #include "support/EventLoop.h"
+#include "support/FakeOllamaServer.h"
 #include "support/PrivateDesktop.h"
 #include "support/TestEditor.h"
 
+#include <QElapsedTimer>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 
 #include <gtest/gtest.h>
+
+#include <csignal>
 
 using namespace brindlet;
 using namespace brindlet::test;
 
 namespace {
-
-struct CliRun {
-    int exitCode = -1;
-    QString out;
-    QString err;
-};
-
-CliRun runCli(const QStringList& arguments)
-{
-    QProcess cli;
-    cli.start(QStringLiteral(BRINDLET_CLI_PATH), arguments);
-    cli.waitForFinished(20000);
-    return { cli.exitStatus() == QProcess::NormalExit ? cli.exitCode() : -1,
-        QString::fromUtf8(cli.readAllStandardOutput()), QString::fromUtf8(cli.readAllStandardError()) };
-}
 
 struct EditorCase {
     const char* name;
@@ -72,7 +61,7 @@ TEST_P(DesktopCommands, CaptureThenReplaceInTheFocusedField)
 
     const CliRun capture = runCli({ QStringLiteral("capture") });
     ASSERT_EQ(capture.exitCode, 0) << capture.err.toStdString();
-    const QJsonObject captured = QJsonDocument::fromJson(capture.out.toUtf8()).object();
+    const QJsonObject captured = QJsonDocument::fromJson(capture.out).object();
     EXPECT_EQ(captured.value(u"text"), c.capturedText ? QJsonValue(*c.capturedText) : QJsonValue(QJsonValue::Null))
         << capture.out.toStdString();
     EXPECT_EQ(captured.value(u"range").toObject().value(u"location").toInt(-1), c.range.first);
@@ -107,11 +96,51 @@ INSTANTIATE_TEST_SUITE_P(Editors, DesktopCommands,
             { { 6, 10 } }, u"beta"_qs, { 6, 4 }, u"BETA"_qs, u"alpha BETA gamma"_qs }),
     [](const auto& row) { return std::string(row.param.name); });
 
+// Quick Fix from the command line: the model's answer replaces the selection, and an answer
+// equal to the selection up to spacing and canonical form changes nothing.
+TEST_F(DesktopCommands, FixReplacesTheSelectionOnlyWhenTheModelChangedIt)
+{
+    struct Row {
+        QString answer;
+        QByteArray said;
+        std::optional<QString> editorText; // none: the editor never changed
+    };
+    for (const Row& row : { Row { u"Their going home."_qs, "Fixed in", u"They said: Their going home."_qs },
+             Row { u" Teh going home. \n"_qs, "Already looks good", std::nullopt } }) {
+        FakeOllamaServer server;
+        server.setHandler([&](const RecordedRequest&) { return FakeResponse::stream({ row.answer }); });
+        TestEditor editor(TestEditor::Kind::gtkEntry, u"They said: Teh going home."_qs, { { 11, 26 } });
+        ASSERT_TRUE(editor.waitUntilReady());
+        const CliRun fix = runCli({ u"fix"_qs, u"--provider"_qs, u"ollama"_qs, u"--ollama-url"_qs, server.baseURL(),
+            u"--ollama-model"_qs, u"m"_qs });
+        EXPECT_EQ(fix.exitCode, 0) << fix.err.toStdString();
+        EXPECT_TRUE(fix.out.startsWith(row.said)) << fix.out.toStdString();
+        if (row.editorText)
+            EXPECT_TRUE(editor.waitForText(*row.editorText));
+        else
+            EXPECT_TRUE(editor.reportedTexts().isEmpty());
+    }
+}
+
+// An application that stops answering costs a capture a bounded wait, not D-Bus's 25 seconds.
+TEST_F(DesktopCommands, AHungApplicationFailsTheCaptureQuickly)
+{
+    TestEditor editor(TestEditor::Kind::gtkEntry, u"alpha beta"_qs, { { 0, 5 } });
+    ASSERT_TRUE(editor.waitUntilReady());
+    ::kill(editor.processID(), SIGSTOP);
+    QElapsedTimer elapsed;
+    elapsed.start();
+    const CliRun capture = runCli({ u"capture"_qs });
+    EXPECT_LT(elapsed.elapsed(), 5000);
+    ::kill(editor.processID(), SIGCONT);
+    EXPECT_NE(capture.exitCode, 0);
+}
+
 TEST_F(DesktopCommands, WithoutAFocusedFieldNothingIsCapturedAndTheCommandSaysSo)
 {
     const CliRun capture = runCli({ QStringLiteral("capture") });
     EXPECT_NE(capture.exitCode, 0);
-    EXPECT_TRUE(capture.err.contains(u"No selection or cursor was found")) << capture.err.toStdString();
+    EXPECT_TRUE(capture.err.contains("No selection or cursor was found")) << capture.err.toStdString();
 }
 
 } // namespace

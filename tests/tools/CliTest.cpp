@@ -1,13 +1,12 @@
 #include "domain/Prompt.h"
 #include "settings/JsonFileDefaultsStore.h"
 #include "support/AgentPeers.h"
+#include "support/CliRun.h"
 #include "support/EventLoop.h"
 #include "support/FakeOllamaServer.h"
 #include "support/Printers.h"
 
 #include <QFile>
-#include <QProcess>
-#include <QTemporaryDir>
 
 #include <gtest/gtest.h>
 
@@ -17,41 +16,14 @@ using namespace std::chrono_literals;
 
 namespace {
 
-struct CliRun {
-    int exitCode = -1;
-    QByteArray out;
-    QByteArray err;
-};
-
-// Every run reads its defaults from this file, never from the user's own configuration.
-QTemporaryDir& configHome()
-{
-    static QTemporaryDir dir;
-    return dir;
-}
-
 void writeDefaults(const QHash<QString, DefaultsValue>& values)
 {
-    QFile::remove(configHome().filePath(u"Brindlet/defaults.json"_qs));
-    JsonFileDefaultsStore store(configHome().filePath(u"Brindlet/defaults.json"_qs));
+    QFile::remove(cliConfigHome().filePath(u"Brindlet/defaults.json"_qs));
+    JsonFileDefaultsStore store(cliConfigHome().filePath(u"Brindlet/defaults.json"_qs));
     QList<DefaultsChange> changes;
     for (auto it = values.begin(); it != values.end(); ++it)
         changes.append({ it.key(), it.value() });
     store.apply(changes);
-}
-
-// Runs the client while this process keeps serving the fake Ollama server.
-CliRun runCli(const QStringList& arguments, const QByteArray& input = {})
-{
-    QProcess process;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(u"XDG_CONFIG_HOME"_qs, configHome().path());
-    process.setProcessEnvironment(environment);
-    process.start(QStringLiteral(BRINDLET_CLI_PATH), arguments);
-    process.write(input);
-    process.closeWriteChannel();
-    runUntil([&] { return process.state() == QProcess::NotRunning; }, 20s);
-    return { process.exitCode(), process.readAllStandardOutput(), process.readAllStandardError() };
 }
 
 TEST(BrindletCli, PromptPrintsTheAssembledBytesExactly)
@@ -227,7 +199,7 @@ TEST(BrindletCli, NothingItStartsOutlivesIt)
             QTemporaryDir temporary;
             QProcess process;
             QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-            environment.insert(u"XDG_CONFIG_HOME"_qs, configHome().path());
+            environment.insert(u"XDG_CONFIG_HOME"_qs, cliConfigHome().path());
             environment.insert(u"TMPDIR"_qs, temporary.path());
             process.setProcessEnvironment(environment);
             process.start(QStringLiteral(BRINDLET_CLI_PATH),

@@ -135,6 +135,7 @@ QDBusMessage AtspiBus::call(
         hungUntil_.erase(hung);
     }
     message.setArguments(arguments);
+    ++callCount_;
     const QDBusMessage reply = blockingCall(accessibility_, message);
     if (reply.type() == QDBusMessage::ErrorMessage && reply.errorName() == noReply)
         hungUntil_.insert(object.service, now + hungPause);

@@ -58,6 +58,8 @@ public:
         const AtspiObject& object, const QString& interface, const QString& method, const QVariantList& arguments = {});
     // A property of an object, unwrapped from its variant; an error message as for call().
     QDBusMessage property(const AtspiObject& object, const QString& interface, const QString& name);
+    // How many calls went out to applications, for measurements.
+    std::uint64_t callCount() const { return callCount_; }
 
 private:
     std::optional<std::int32_t> processOf(const QString& service);
@@ -66,6 +68,7 @@ private:
     QDBusConnection accessibility_;
     QHash<QString, std::chrono::steady_clock::time_point> hungUntil_;
     QHash<std::int32_t, QString> applicationByProcess_;
+    std::uint64_t callCount_ = 0;
 };
 
 } // namespace brindlet
