@@ -217,6 +217,22 @@ ElementHandle AtspiAccessibility::elementFor(const AtspiObject& object)
     return std::make_shared<AtspiElement>(object);
 }
 
+AtspiAccessibility::Remembered& AtspiAccessibility::remembered(const AtspiObject& object)
+{
+    if (!forgetScheduled_) {
+        forgetScheduled_ = true;
+        QMetaObject::invokeMethod(
+            &turn_, [this] { forget(); }, Qt::QueuedConnection);
+    }
+    return remembered_[object.service + QLatin1Char(' ') + object.path.path()];
+}
+
+void AtspiAccessibility::forget()
+{
+    remembered_.clear();
+    forgetScheduled_ = false;
+}
+
 ElementHandle AtspiAccessibility::applicationElement(std::int32_t processID)
 {
     const auto service = bus_.applicationOf(processID);
@@ -225,13 +241,19 @@ ElementHandle AtspiAccessibility::applicationElement(std::int32_t processID)
 
 std::optional<std::uint64_t> AtspiAccessibility::states(const AtspiObject& object)
 {
+    Remembered& memory = remembered(object);
+    if (memory.states)
+        return memory.states;
     const Reply reply = invoke(object, accessibleInterface, QStringLiteral("GetState"));
     if (reply.status != AXErrorCode::success)
         return std::nullopt;
     const auto words = qdbus_cast<QList<uint>>(reply.first());
     const std::uint64_t low = words.value(0), high = words.value(1);
     const std::uint64_t bits = low | (high << 32);
-    return has(bits, State::defunct) ? std::nullopt : std::optional(bits);
+    if (has(bits, State::defunct))
+        return std::nullopt;
+    memory.states = bits;
+    return bits;
 }
 
 OffsetUnit AtspiAccessibility::unitOf(const QString& service)
@@ -323,8 +345,14 @@ std::pair<AXStatus, bool> AtspiAccessibility::isAttributeSettable(
     // Qt Quick's fields take edits without listing EditableText.
     if (unitOf(object->service) == OffsetUnit::utf16)
         return { AXErrorCode::success, true };
-    const Reply interfaces = invoke(*object, accessibleInterface, QStringLiteral("GetInterfaces"));
-    return { interfaces.status, interfaces.first().toStringList().contains(editableTextInterface) };
+    Remembered& memory = remembered(*object);
+    if (!memory.listsEditableText) {
+        const Reply interfaces = invoke(*object, accessibleInterface, QStringLiteral("GetInterfaces"));
+        if (interfaces.status != AXErrorCode::success)
+            return { interfaces.status, false };
+        memory.listsEditableText = interfaces.first().toStringList().contains(editableTextInterface);
+    }
+    return { AXErrorCode::success, *memory.listsEditableText };
 }
 
 AXStatus AtspiAccessibility::setAttributeValue(
@@ -333,6 +361,7 @@ AXStatus AtspiAccessibility::setAttributeValue(
     const AtspiObject* object = objectOf(element);
     if (!object)
         return AXErrorCode::illegalArgument;
+    forget(); // whatever is written, the answers before it are old
     if (attribute == AXAttribute::selectedText) {
         const QString* text = std::get_if<QString>(&value);
         return text ? replaceSelection(*object, *text) : AXErrorCode::illegalArgument;
@@ -464,13 +493,28 @@ AXResult AtspiAccessibility::domIdentifier(const AtspiObject& object)
 
 AXResult AtspiAccessibility::wholeText(const AtspiObject& object)
 {
-    const Reply text = invoke(object, textInterface, QStringLiteral("GetText"), { 0, -1 });
-    if (text.status != AXErrorCode::success)
-        return failed(text.status);
-    return success(normalisedText(text.first().toString()));
+    Remembered& memory = remembered(object);
+    if (!memory.text) {
+        const Reply text = invoke(object, textInterface, QStringLiteral("GetText"), { 0, -1 });
+        if (text.status != AXErrorCode::success)
+            return failed(text.status);
+        memory.text = normalisedText(text.first().toString());
+    }
+    return success(*memory.text);
 }
 
 std::optional<AtspiAccessibility::ToolkitSelection> AtspiAccessibility::selection(
+    const AtspiObject& object, AXStatus& status)
+{
+    Remembered& memory = remembered(object);
+    if (!memory.selection)
+        memory.selection = askSelection(object, status);
+    else
+        status = AXErrorCode::success;
+    return memory.selection;
+}
+
+std::optional<AtspiAccessibility::ToolkitSelection> AtspiAccessibility::askSelection(
     const AtspiObject& object, AXStatus& status)
 {
     const Reply count = invoke(object, textInterface, QStringLiteral("GetNSelections"));
@@ -505,11 +549,14 @@ AXResult AtspiAccessibility::selectedText(const AtspiObject& object)
         return failed(status);
     if (current->start == current->end)
         return success(QString());
-    const Reply text
-        = invoke(object, textInterface, QStringLiteral("GetText"), { int(current->start), int(current->end) });
-    if (text.status != AXErrorCode::success)
-        return failed(text.status);
-    return success(normalisedText(text.first().toString()));
+    // The whole text, which capture reads anyway, serves the selection and its range alike.
+    const AXResult whole = wholeText(object);
+    const auto text = whole.as<QString>();
+    if (!text)
+        return whole;
+    const OffsetUnit unit = unitOf(object.service);
+    const std::int64_t start = toUtf16Offset(*text, current->start, unit);
+    return success(text->mid(start, toUtf16Offset(*text, current->end, unit) - start));
 }
 
 AXResult AtspiAccessibility::selectedRange(const AtspiObject& object)
@@ -521,13 +568,13 @@ AXResult AtspiAccessibility::selectedRange(const AtspiObject& object)
     const OffsetUnit unit = unitOf(object.service);
     if (unit == OffsetUnit::utf16)
         return success(TextRange { current->start, current->end - current->start });
-    // Code points become UTF-16 units by counting in the text up to the selection's end.
-    const Reply prefix = invoke(object, textInterface, QStringLiteral("GetText"), { 0, int(current->end) });
-    if (prefix.status != AXErrorCode::success)
-        return failed(prefix.status);
-    const QString text = prefix.first().toString();
-    const std::int64_t start = toUtf16Offset(text, current->start, unit);
-    return success(TextRange { start, toUtf16Offset(text, current->end, unit) - start });
+    // Code points become UTF-16 units by counting in the text.
+    const AXResult whole = wholeText(object);
+    const auto text = whole.as<QString>();
+    if (!text)
+        return whole;
+    const std::int64_t start = toUtf16Offset(*text, current->start, unit);
+    return success(TextRange { start, toUtf16Offset(*text, current->end, unit) - start });
 }
 
 AXResult AtspiAccessibility::stringForRange(const AtspiObject& object, TextRange range)

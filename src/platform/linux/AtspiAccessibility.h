@@ -5,12 +5,16 @@
 // AT-SPI's role names into that vocabulary's roles, and D-Bus failures into its status codes.
 // Offsets cross this seam in UTF-16 units whatever the toolkit counts in. Text markers have no
 // AT-SPI counterpart and are answered "attribute unsupported".
+//
+// A capture asks for an element's text, selection and states several times in a row. Within one
+// turn of the event loop those answers are remembered; the next turn, or any write, forgets them.
 
 #include "AtspiBus.h"
 #include "ToolkitText.h"
 #include "platform/AccessibilityServing.h"
 
 #include <QHash>
+#include <QObject>
 
 namespace brindlet {
 
@@ -62,10 +66,24 @@ private:
     AXResult stringForRange(const AtspiObject& object, TextRange range);
     AXResult boundsForRange(const AtspiObject& object, TextRange range);
     std::optional<ToolkitSelection> selection(const AtspiObject& object, AXStatus& status);
+    std::optional<ToolkitSelection> askSelection(const AtspiObject& object, AXStatus& status);
     AXStatus replaceSelection(const AtspiObject& object, const QString& text);
+
+    // What one element answered during this turn of the event loop.
+    struct Remembered {
+        std::optional<std::uint64_t> states;
+        std::optional<QString> text;
+        std::optional<ToolkitSelection> selection;
+        std::optional<bool> listsEditableText;
+    };
+    Remembered& remembered(const AtspiObject& object);
+    void forget();
 
     AtspiBus& bus_;
     QHash<QString, OffsetUnit> units_;
+    QHash<QString, Remembered> remembered_;
+    QObject turn_; // the context of the queued call that forgets at the next turn
+    bool forgetScheduled_ = false;
 };
 
 } // namespace brindlet
