@@ -342,17 +342,17 @@ std::pair<AXStatus, bool> AtspiAccessibility::isAttributeSettable(
         return { AXErrorCode::success, false };
     if (!has(*bits, State::editable))
         return { AXErrorCode::success, false };
-    // Qt Quick's fields take edits without listing EditableText.
-    if (unitOf(object->service) == OffsetUnit::utf16)
-        return { AXErrorCode::success, true };
+    // An editable field whose text can be read back: written directly where the toolkit allows it
+    // (Qt Quick's fields take edits without listing EditableText, Chromium's take none), else
+    // through the paste fallback, and proven by the read-back either way.
     Remembered& memory = remembered(*object);
-    if (!memory.listsEditableText) {
+    if (!memory.listsText) {
         const Reply interfaces = invoke(*object, accessibleInterface, QStringLiteral("GetInterfaces"));
         if (interfaces.status != AXErrorCode::success)
             return { interfaces.status, false };
-        memory.listsEditableText = interfaces.first().toStringList().contains(editableTextInterface);
+        memory.listsText = interfaces.first().toStringList().contains(textInterface);
     }
-    return { AXErrorCode::success, *memory.listsEditableText };
+    return { AXErrorCode::success, *memory.listsText };
 }
 
 AXStatus AtspiAccessibility::setAttributeValue(
@@ -517,23 +517,26 @@ std::optional<AtspiAccessibility::ToolkitSelection> AtspiAccessibility::selectio
 std::optional<AtspiAccessibility::ToolkitSelection> AtspiAccessibility::askSelection(
     const AtspiObject& object, AXStatus& status)
 {
+    const Reply caret = property(object, textInterface, QStringLiteral("CaretOffset"));
     const Reply count = invoke(object, textInterface, QStringLiteral("GetNSelections"));
-    status = count.status;
+    status = caret.status != AXErrorCode::success ? caret.status : count.status;
     if (status != AXErrorCode::success)
         return std::nullopt;
+    const std::int64_t offset = caret.first().toInt();
     if (count.first().toInt() > 0) {
         const Reply first = invoke(object, textInterface, QStringLiteral("GetSelection"), { 0 });
         status = first.status;
         if (status != AXErrorCode::success || first.arguments.size() < 2)
             return std::nullopt;
         const std::int64_t a = first.arguments[0].toInt(), b = first.arguments[1].toInt();
+        // The caret sits at one end of a selection. Chromium counts a selection's ends one short
+        // for each emoji before them, while its caret is right: no answer beats a wrong one.
+        if (offset >= 0 && offset != a && offset != b) {
+            status = AXErrorCode::cannotComplete;
+            return std::nullopt;
+        }
         return ToolkitSelection { std::min(a, b), std::max(a, b) };
     }
-    const Reply caret = property(object, textInterface, QStringLiteral("CaretOffset"));
-    status = caret.status;
-    if (status != AXErrorCode::success)
-        return std::nullopt;
-    const std::int64_t offset = caret.first().toInt();
     if (offset < 0) {
         status = AXErrorCode::noValue; // no caret: nothing is being edited here
         return std::nullopt;

@@ -74,7 +74,7 @@ private:
         std::optional<std::uint64_t> states;
         std::optional<QString> text;
         std::optional<ToolkitSelection> selection;
-        std::optional<bool> listsEditableText;
+        std::optional<bool> listsText;
     };
     Remembered& remembered(const AtspiObject& object);
     void forget();
