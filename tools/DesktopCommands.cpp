@@ -27,10 +27,10 @@ void writeLine(FILE* stream, const QString& text)
     std::fflush(stream);
 }
 
-int fail(const QString& message)
+void fail(int* exitCode, const QString& message)
 {
     writeLine(stderr, QStringLiteral("brindlet-cli: ") + message);
-    return exitFailure;
+    *exitCode = exitFailure;
 }
 
 QByteArray captureJson(const SelectionSnapshot& snapshot)
@@ -64,8 +64,10 @@ Task<void> deliverAndReport(SelectionService* selection, QString text, Selection
         const QString status = co_await selection->deliver(text, snapshot, preference);
         writeLine(stdout, done.isEmpty() ? status : done);
         *exitCode = 0;
+    } catch (const CancellationError&) {
+        // stopped by a signal, which set the exit code
     } catch (...) {
-        *exitCode = fail(describe(std::current_exception()));
+        fail(exitCode, describe(std::current_exception()));
     }
 }
 
@@ -76,6 +78,8 @@ Task<void> fix(SelectionService* selection, DesktopCommand command, SelectionSna
     QString fixed;
     try {
         fixed = co_await command.generate(prompt);
+    } catch (const CancellationError&) {
+        co_return;
     } catch (...) {
         command.reportGenerationFailure(std::current_exception());
         *exitCode = exitFailure;
@@ -111,13 +115,13 @@ QString desktopProblemBeforeStart()
     return QString();
 }
 
-int runDesktopCommand(const DesktopCommand& command)
+void runDesktopCommand(const DesktopCommand& command, int* exitCode)
 {
     // The steps of a delivery are the application's log; a command reports only its outcome.
     QLoggingCategory::setFilterRules(QStringLiteral("com.brindlet.native.*.info=false"));
     LinuxDesktop desktop;
     if (const QString problem = desktop.problem(); !problem.isEmpty())
-        return fail(problem);
+        return fail(exitCode, problem);
     if (!desktop.accessibility().isProcessTrusted()) {
         desktop.accessibility().isProcessTrustedWithPrompt();
         writeLine(stderr,
@@ -129,21 +133,22 @@ int runDesktopCommand(const DesktopCommand& command)
 
     const auto snapshot = selection.capture(true);
     if (!snapshot)
-        return fail(QStringLiteral("No selection or cursor was found in the focused application."));
-    int exitCode = exitFailure;
+        return fail(exitCode, QStringLiteral("No selection or cursor was found in the focused application."));
     switch (command.kind) {
-    case DesktopCommand::Kind::capture: writeLine(stdout, QString::fromUtf8(captureJson(*snapshot))); return 0;
-    case DesktopCommand::Kind::replace: spawn(replace(&selection, command.replacement, *snapshot, &exitCode)); break;
+    case DesktopCommand::Kind::capture:
+        writeLine(stdout, QString::fromUtf8(captureJson(*snapshot)));
+        *exitCode = 0;
+        return;
+    case DesktopCommand::Kind::replace: spawn(replace(&selection, command.replacement, *snapshot, exitCode)); break;
     case DesktopCommand::Kind::fix:
         if (!snapshot->hasText())
-            return fail(QStringLiteral("Select text first"));
+            return fail(exitCode, QStringLiteral("Select text first"));
         if (!snapshot->target || !snapshot->target->isSettable)
-            return fail(QStringLiteral("This selection cannot be replaced."));
-        spawn(fix(&selection, command, *snapshot, &exitCode));
+            return fail(exitCode, QStringLiteral("This selection cannot be replaced."));
+        spawn(fix(&selection, command, *snapshot, exitCode));
         break;
     }
-    QCoreApplication::exec();
-    return exitCode;
+    QCoreApplication::exec(); // until the command's task or a stop signal ends it
 }
 
 } // namespace brindlet

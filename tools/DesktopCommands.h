@@ -24,7 +24,8 @@ struct DesktopCommand {
 // Whether a QGuiApplication can be made on an X11 display; otherwise the sentence that says why.
 QString desktopProblemBeforeStart();
 
-// Runs the command in the running QGuiApplication and returns the exit code.
-int runDesktopCommand(const DesktopCommand& command);
+// Runs the command in the running QGuiApplication and sets the exit code, which a stop signal
+// may also set meanwhile.
+void runDesktopCommand(const DesktopCommand& command, int* exitCode);
 
 } // namespace brindlet

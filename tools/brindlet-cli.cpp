@@ -397,7 +397,7 @@ int main(int argc, char** argv)
             reportFailure(error, provider, configuration);
         };
         stopOnSignals(&exitCode);
-        exitCode = runDesktopCommand(desktopCommand);
+        runDesktopCommand(desktopCommand, &exitCode);
         finishAllTasks(std::chrono::seconds(2));
         ChildProcesses::shared().endAll(ManagedCLIProcess::killDelay);
         return exitCode;
