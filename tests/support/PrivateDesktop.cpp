@@ -67,8 +67,8 @@ PrivateDesktop::PrivateDesktop(Parts parts)
     });
     // -displayfd picks a free display and writes its number to our end of the pipe.
     server_.start(QStringLiteral("Xvfb"),
-        { QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-nolisten"), QStringLiteral("tcp"),
-            QStringLiteral("-screen"), QStringLiteral("0"), QStringLiteral("1280x800x24") });
+        { QStringLiteral("-displayfd"), QStringLiteral("1"), QStringLiteral("-noreset"), QStringLiteral("-nolisten"),
+            QStringLiteral("tcp"), QStringLiteral("-screen"), QStringLiteral("0"), QStringLiteral("1280x800x24") });
     if (!server_.waitForStarted(5000)) {
         problem_ = QStringLiteral("Xvfb did not start: ") + server_.errorString();
         return;
@@ -95,14 +95,31 @@ PrivateDesktop::PrivateDesktop(Parts parts)
     for (const char* variable : { "XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_DATA_HOME" })
         environment.insert(QLatin1String(variable), runtimeDirectory_.path());
     windowManager_.setProcessEnvironment(environment);
-    if (parts.windowManager == WindowManager::openbox) {
+    // Under load an openbox was seen, rarely, never to take over its display, silently: one that
+    // has not after a few seconds is ended and started again.
+    const bool wantsWindowManager = parts.windowManager == WindowManager::openbox;
+    bool tookOver = false;
+    for (int attempt = 0; wantsWindowManager && !tookOver && attempt < 3; ++attempt) {
+        if (attempt > 0) {
+            windowManager_.kill();
+            windowManager_.waitForFinished(2000);
+        }
         windowManager_.start(QStringLiteral("openbox"), { QStringLiteral("--sm-disable") });
-        while (!windowManagerRunning(display_) && !deadline.hasExpired())
+        const QDeadlineTimer attemptDeadline(8000);
+        while (!(tookOver = windowManagerRunning(display_)) && !attemptDeadline.hasExpired()
+            && windowManager_.state() != QProcess::NotRunning)
             QThread::msleep(20);
     }
-    if (parts.windowManager == WindowManager::openbox && !windowManagerRunning(display_))
-        problem_ = QStringLiteral("openbox did not take over the display ") + display_ + QStringLiteral(": ")
+    if (wantsWindowManager && !tookOver) {
+        Display* probe = XOpenDisplay(display_.toLatin1().constData());
+        problem_ = QStringLiteral("openbox did not take over the display %1 (server %2, openbox %3, connection %4): ")
+                       .arg(display_, server_.state() == QProcess::Running ? u"running"_qs : u"gone"_qs,
+                           windowManager_.state() == QProcess::Running ? u"running"_qs : u"gone"_qs,
+                           probe ? u"opens"_qs : u"refused"_qs)
             + QString::fromLocal8Bit(windowManager_.readAllStandardError());
+        if (probe)
+            XCloseDisplay(probe);
+    }
     startBusIfAsked(parts);
 }
 
