@@ -452,8 +452,8 @@ void AppModel::succeed(const GenerationRequest& request, GenerationMode mode, co
     endGeneration(request.id, false);
     if (mode == GenerationMode::quickFix)
         continueQuickFix(request);
-    else if (isQuickHUDOpen())
-        moveToPhase(QuickHUDPhase::review);
+    else
+        moveIfAnswered(hudFlow_.afterGeneration(hudFacts(), QuickHUDFlow::GenerationEnd::succeeded));
 }
 
 void AppModel::fail(const GenerationRequest& request, GenerationMode mode, const std::exception_ptr& error)
@@ -467,8 +467,8 @@ void AppModel::fail(const GenerationRequest& request, GenerationMode mode, const
         setIsQuickFixSession(false);
         setStatusMessage(message);
         moveToPhase(QuickHUDPhase::compose);
-    } else if (isQuickHUDOpen()) {
-        moveToPhase(QuickHUDPhase::compose);
+    } else {
+        moveIfAnswered(hudFlow_.afterGeneration(hudFacts(), QuickHUDFlow::GenerationEnd::failed));
     }
 }
 
@@ -477,8 +477,7 @@ void AppModel::endCancelled(const GenerationRequest& request, GenerationMode mod
     record(AnalyticsEventType::generationCancelled,
         generationDimensions(request, mode, QStringLiteral("cancelled"), true));
     endGeneration(request.id, true); // unlike every other end, the preview stays
-    if (quickHUDPhase_ == QuickHUDPhase::generating)
-        moveToPhase(QuickHUDPhase::compose);
+    moveIfAnswered(hudFlow_.afterGeneration(hudFacts(), QuickHUDFlow::GenerationEnd::cancelled));
 }
 
 // ---- cancelling, regenerating, resetting ----
@@ -503,8 +502,8 @@ void AppModel::userCancelGeneration()
     cancelGeneration(true);
     if (wasQuickFix)
         dismissQuickHUD();
-    else if (quickHUDPhase_ == QuickHUDPhase::generating)
-        moveToPhase(QuickHUDPhase::compose);
+    else
+        moveIfAnswered(hudFlow_.afterGeneration(hudFacts(), QuickHUDFlow::GenerationEnd::cancelled));
 }
 
 void AppModel::stopDelivery()
@@ -541,7 +540,7 @@ void AppModel::resetSession(const std::optional<SelectionSnapshot>& snapshot)
     setResultContext(std::nullopt);
     lastGenerationRequest_.reset();
     setSourceDetailMode(QuickHUDSourceMode::read);
-    sourceDetailReturnPhase_ = QuickHUDPhase::compose;
+    hudFlow_.reset();
     setIsQuickFixSession(false);
 }
 

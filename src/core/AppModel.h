@@ -3,6 +3,7 @@
 #include "analytics/AnalyticsEvent.h"
 #include "core/HotKeyRegistration.h"
 #include "core/ProviderStatus.h"
+#include "core/QuickHUDFlow.h"
 #include "domain/GenerationRequest.h"
 #include "domain/Preset.h"
 #include "domain/SessionTypes.h"
@@ -161,7 +162,6 @@ public:
     const std::optional<TaskHandle>& deliveryTask() const { return deliveryTask_; }
     const std::optional<TaskHandle>& confirmationTask() const { return confirmationTask_; }
     const std::optional<TaskHandle>& quickFixStatusTask() const { return quickFixStatusTask_; }
-    QuickHUDPhase sourceDetailReturnPhase() const { return sourceDetailReturnPhase_; }
     const RepeatingTimer* permissionTimer() const { return permissionTimer_.get(); }
     const QHash<QUuid, Clock::time_point>& generationStartedAt() const { return generationStartedAt_; }
     bool started() const { return started_; }
@@ -283,6 +283,9 @@ private:
     WindowCoordinating& windows() const;
     void showHUDAt(const std::optional<SelectionSnapshot>& snapshot);
     void moveToPhase(QuickHUDPhase phase);
+    // Moves where the flow answered; nothing moves on a refusal.
+    void moveIfAnswered(std::optional<QuickHUDPhase> phase);
+    QuickHUDFlow::Facts hudFacts() const;
     void record(AnalyticsEventType type, AnalyticsDimensions dimensions = {});
     AnalyticsDimensions generationDimensions(const GenerationRequest& request, GenerationMode mode,
         std::optional<QString> outcome, bool includeDuration) const;
@@ -293,6 +296,7 @@ private:
     AppServices services_;
     HotKeyRegistration hotKeys_;
     ProviderStatus providerStatus_;
+    QuickHUDFlow hudFlow_;
     std::optional<brindlet::SelectionSnapshot> snapshot_ {};
     std::optional<brindlet::SelectionSnapshot> observedSnapshot_ {};
     QString workingSourceText_ {};
@@ -328,7 +332,6 @@ private:
     std::optional<GenerationRequest> lastGenerationRequest_;
     std::unique_ptr<RepeatingTimer> permissionTimer_;
     std::function<void()> workspaceOpener_;
-    QuickHUDPhase sourceDetailReturnPhase_ = QuickHUDPhase::compose;
     bool started_ = false;
     QHash<QUuid, Clock::time_point> generationStartedAt_;
 };

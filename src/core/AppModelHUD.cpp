@@ -141,6 +141,17 @@ void AppModel::moveToPhase(QuickHUDPhase phase)
     windows().quickHUDPhaseDidChange(phase);
 }
 
+void AppModel::moveIfAnswered(std::optional<QuickHUDPhase> phase)
+{
+    if (phase)
+        moveToPhase(*phase);
+}
+
+QuickHUDFlow::Facts AppModel::hudFacts() const
+{
+    return { quickHUDPhase_, isGenerating_, isDelivering_, hasResult(), snapshot_ && snapshot_->hasText() };
+}
+
 // ---- the bubble ----
 
 void AppModel::scheduleBubbleRecheck()
@@ -187,38 +198,33 @@ void AppModel::selectionBubblePressed()
 
 void AppModel::toggleMoreActions()
 {
-    if (isGenerating_)
-        return;
-    moveToPhase(quickHUDPhase_ == QuickHUDPhase::moreActions ? QuickHUDPhase::compose : QuickHUDPhase::moreActions);
+    moveIfAnswered(hudFlow_.toggleMoreActions(hudFacts()));
 }
 
 void AppModel::toggleProviderPicker()
 {
-    if (isGenerating_)
-        return;
-    const bool opening = quickHUDPhase_ != QuickHUDPhase::providerPicker;
-    moveToPhase(opening ? QuickHUDPhase::providerPicker : QuickHUDPhase::compose);
-    if (opening && provider_ == ProviderKind::ollama && ollamaModels().isEmpty())
+    const auto target = hudFlow_.toggleProviderPicker(hudFacts());
+    moveIfAnswered(target);
+    if (target == QuickHUDPhase::providerPicker && provider_ == ProviderKind::ollama && ollamaModels().isEmpty())
         refreshOllamaModels();
 }
 
 void AppModel::openSourceDetail(bool editing)
 {
-    if (!snapshot_ || !snapshot_->hasText() || isGenerating_ || isDelivering_)
+    const auto detail = hudFlow_.openSourceDetail(hudFacts(), editing);
+    if (!detail)
         return;
-    const bool fromReview = quickHUDPhase_ == QuickHUDPhase::review;
-    sourceDetailReturnPhase_ = fromReview ? QuickHUDPhase::review : QuickHUDPhase::compose;
-    // From a result the source can only be read.
-    setSourceDetailMode(editing && !fromReview ? QuickHUDSourceMode::edit : QuickHUDSourceMode::read);
-    moveToPhase(QuickHUDPhase::sourceDetail);
+    setSourceDetailMode(detail->mode);
+    moveToPhase(detail->phase);
 }
 
 void AppModel::closeSourceDetail()
 {
-    if (quickHUDPhase_ != QuickHUDPhase::sourceDetail)
+    const auto target = hudFlow_.closeSourceDetail(hudFacts());
+    if (!target)
         return;
     setSourceDetailMode(QuickHUDSourceMode::read);
-    moveToPhase(sourceDetailReturnPhase_);
+    moveToPhase(*target);
 }
 
 void AppModel::revertSourceEdits()
@@ -231,18 +237,20 @@ void AppModel::revertSourceEdits()
 
 void AppModel::returnToCompose()
 {
-    if (quickHUDPhase_ != QuickHUDPhase::review || isDelivering_)
+    const auto target = hudFlow_.returnToCompose(hudFacts());
+    if (!target)
         return;
     setStatusMessage(std::nullopt);
-    moveToPhase(QuickHUDPhase::compose); // the result stays, as the retained result
+    moveToPhase(*target);
 }
 
 void AppModel::reviewRetainedResult()
 {
-    if (!hasResult() || isGenerating_)
+    const auto target = hudFlow_.reviewRetainedResult(hudFacts());
+    if (!target)
         return;
     setStatusMessage(std::nullopt);
-    moveToPhase(QuickHUDPhase::review);
+    moveToPhase(*target);
 }
 
 void AppModel::discardResult()

@@ -333,6 +333,21 @@ TEST_F(AppModelGeneration, UserCancelReturnsToCompose)
     EXPECT_EQ(model.statusMessage(), u"Generation cancelled."_qs);
 }
 
+// In the workspace the HUD is closed, and a cancellation, by the user or by the provider, must
+// not open it.
+TEST_F(AppModelGeneration, CancellingInTheWorkspaceLeavesTheHUDClosed)
+{
+    for (const bool byUser : { true, false }) {
+        auto generation = h.generate();
+        if (byUser)
+            model.userCancelGeneration();
+        else
+            generation->fail(std::make_exception_ptr(CancellationError()));
+        ASSERT_TRUE(runUntil([&] { return !model.isGenerating(); }));
+        EXPECT_FALSE(model.isQuickHUDOpen()) << (byUser ? "by the user" : "by the provider");
+    }
+}
+
 TEST_F(AppModelGeneration, RegenerateRepeatsTheOldRequestAfterProviderChanges)
 {
     h.openHUD(u"text"_qs);
