@@ -268,6 +268,37 @@ void stopOnSignals(int* exitCode)
     }
 }
 
+// Every provider at once, since a status command may take seconds; printed in the usual order.
+struct StatusBoard {
+    std::array<std::optional<ProviderReadiness>, allProviderKinds.size()> results;
+    std::size_t pending = allProviderKinds.size();
+};
+
+void printStatus(const StatusBoard& board)
+{
+    for (std::size_t i = 0; i < allProviderKinds.size(); ++i) {
+        const ProviderReadiness& readiness = *board.results[i];
+        QString line = QString(wireName(allProviderKinds[i]) + QLatin1Char(':')).leftJustified(8)
+            + QString(readiness.state == ProviderReadiness::State::ready ? u"ready"_qs : u"unavailable"_qs)
+                  .leftJustified(13)
+            + readiness.detail;
+        if (!readiness.ollamaModels.isEmpty())
+            line += QStringLiteral(" Models: ") + readiness.ollamaModels.join(QStringLiteral(", ")) + QLatin1Char('.');
+        writeOut(stdout, line + QLatin1Char('\n'));
+    }
+}
+
+Task<void> checkProvider(AIProviding* providers, std::size_t index, ProviderConfiguration configuration,
+    std::shared_ptr<StatusBoard> board, int* exitCode)
+{
+    board->results[index] = co_await providers->readiness(allProviderKinds[index], configuration);
+    if (--board->pending > 0)
+        co_return;
+    printStatus(*board);
+    *exitCode = 0;
+    QCoreApplication::exit(*exitCode);
+}
+
 const char* usage
     = "Usage:\n"
       "  brindlet-cli prompt   [--preset NAME] [--instruction TEXT] [--selection FILE|-]\n"
@@ -276,7 +307,29 @@ const char* usage
       "  brindlet-cli models   [--ollama-url URL]\n"
       "  brindlet-cli capture\n"
       "  brindlet-cli replace  --text TEXT | --text-file FILE|-\n"
-      "  brindlet-cli fix      [--provider NAME] [--ollama-url URL] [--ollama-model NAME]\n";
+      "  brindlet-cli fix      [--provider NAME] [--ollama-url URL] [--ollama-model NAME]\n"
+      "  brindlet-cli status   [--ollama-url URL] [--ollama-model NAME]\n"
+      "  brindlet-cli help [COMMAND] | --help | --version\n"
+      "\n"
+      "Exit codes: 0 done; 1 the command failed, with the reason on standard error; 2 the command\n"
+      "line was wrong; 128+N stopped by signal N.\n";
+
+// The usage lines of one command, or all of them.
+QString usageOf(const QString& command)
+{
+    const QStringList lines = QString::fromLatin1(usage).split(QLatin1Char('\n'));
+    QStringList chosen { lines.constFirst() };
+    bool inCommand = false;
+    for (const QString& line : lines.mid(1)) {
+        if (line.startsWith(u"  brindlet-cli "))
+            inCommand = line.mid(15).section(QLatin1Char(' '), 0, 0) == command;
+        else if (!line.startsWith(u"    "))
+            inCommand = false;
+        if (inCommand)
+            chosen << line;
+    }
+    return chosen.size() > 1 ? chosen.join(QLatin1Char('\n')) + QLatin1Char('\n') : QString::fromLatin1(usage);
+}
 
 // The generation that fix runs: the configured provider, with the same failure report as generate.
 Task<QString> generateForFix(
@@ -319,6 +372,8 @@ int main(int argc, char** argv)
         { QStringLiteral("ollama-model"), QStringLiteral("The Ollama model."), QStringLiteral("NAME") },
         { QStringLiteral("show-prompt"), QStringLiteral("Print the prompt to standard error before sending it.") },
         { QStringLiteral("text"), QStringLiteral("The text that replace writes."), QStringLiteral("TEXT") },
+        { QStringLiteral("help"), QStringLiteral("Print the usage and exit.") },
+        { QStringLiteral("version"), QStringLiteral("Print the version and exit.") },
         { QStringLiteral("text-file"),
             QStringLiteral("The text that replace writes, from a file or - for standard input."),
             QStringLiteral("FILE") },
@@ -331,9 +386,17 @@ int main(int argc, char** argv)
     }
     const QStringList positional = parser.positionalArguments();
     const QString command = positional.value(0);
+    if (parser.isSet(QStringLiteral("version"))) {
+        writeOut(stdout, QStringLiteral("brindlet-cli " BRINDLET_VERSION "\n"));
+        return 0;
+    }
+    if (parser.isSet(QStringLiteral("help")) || command == u"help") {
+        writeOut(stdout, command == u"help" ? usageOf(positional.value(1)) : QString::fromLatin1(usage));
+        return 0;
+    }
     const QStringList desktopCommands { u"capture"_qs, u"replace"_qs, u"fix"_qs };
     if (positional.size() != 1
-        || !(QStringList { u"prompt"_qs, u"generate"_qs, u"models"_qs }.contains(command)
+        || !(QStringList { u"prompt"_qs, u"generate"_qs, u"models"_qs, u"status"_qs }.contains(command)
             || desktopCommands.contains(command))) {
         writeOut(stderr, QString::fromLatin1(usage));
         return exitUsage;
@@ -376,6 +439,16 @@ int main(int argc, char** argv)
     if (command == QLatin1String("models")) {
         spawn(runModels(&providers, configuration, &exitCode));
         QCoreApplication::exec();
+        return exitCode;
+    }
+    if (command == QLatin1String("status")) {
+        stopOnSignals(&exitCode);
+        const auto board = std::make_shared<StatusBoard>();
+        for (std::size_t i = 0; i < allProviderKinds.size(); ++i)
+            spawn(checkProvider(&providers, i, configuration, board, &exitCode));
+        QCoreApplication::exec();
+        finishAllTasks(std::chrono::seconds(2));
+        ChildProcesses::shared().endAll(ManagedCLIProcess::killDelay);
         return exitCode;
     }
     if (onDesktop) {

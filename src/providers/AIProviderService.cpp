@@ -2,10 +2,13 @@
 
 #include "domain/OllamaReadiness.h"
 
+#include "AgentReadiness.h"
 #include "ManagedCLIProcess.h"
 #include "ProviderError.h"
 #include "domain/DescribedError.h"
 #include "tasks/OffMainThread.h"
+
+#include <QDir>
 
 namespace brindlet {
 
@@ -86,12 +89,8 @@ Task<void> AIProviderService::prepare(ProviderKind provider, ProviderConfigurati
 
 Task<ProviderReadiness> AIProviderService::readiness(ProviderKind provider, ProviderConfiguration configuration)
 {
-    using State = ProviderReadiness::State;
-    if (provider == ProviderKind::claude)
-        co_return ProviderReadiness { State::unavailable,
-            QStringLiteral("Sign-in checks for Claude CLI are not available in this version of Brindlet yet."), {} };
     if (provider != ProviderKind::ollama)
-        co_return ProviderReadiness { State::unavailable, notAvailableYet(provider).description(), {} };
+        co_return co_await agentReadiness(provider, QDir::homePath());
 
     std::optional<QStringList> models;
     try {

@@ -29,6 +29,13 @@ QString claudeSystemPrompt()
                           "usable text. Do not use tools, inspect files, or add commentary.");
 }
 
+QProcessEnvironment claudeEnvironment()
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("CLAUDE_CODE_DISABLE_NONESSENTIAL_TRAFFIC"), QStringLiteral("1"));
+    return environment;
+}
+
 CLIInvocation oneShotInvocation(ProviderKind provider)
 {
     const QString directory = temporaryWorkingDirectory(QStringLiteral("Brindlet-"));
@@ -42,7 +49,7 @@ CLIInvocation oneShotInvocation(ProviderKind provider)
                 claudeSystemPrompt(), QStringLiteral("--effort"), QStringLiteral("low"), QStringLiteral("--max-turns"),
                 QStringLiteral("1"), QStringLiteral("--prompt-suggestions"), QStringLiteral("false"),
                 QStringLiteral("--no-chrome"), QStringLiteral("--output-format"), QStringLiteral("text") },
-            directory, std::nullopt };
+            directory, claudeEnvironment() };
     case ProviderKind::codex: {
         const QString native = resolver.resolveCodexNative();
         return { sandboxExecutable(),

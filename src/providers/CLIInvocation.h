@@ -37,6 +37,10 @@ QString sandboxExecutable();
 // The system prompt every Claude run gets.
 QString claudeSystemPrompt();
 
+// The application's environment with Claude's non-essential traffic switched off: otherwise every
+// answer costs a second model request, which sends the whole prompt to name the "session".
+QProcessEnvironment claudeEnvironment();
+
 // The one-shot command line a failed warm request may fall back to. Resolves the executable;
 // fails with ProviderError::cliNotFound or unavailable.
 CLIInvocation oneShotInvocation(ProviderKind provider);

@@ -56,7 +56,7 @@ CLIInvocation ClaudeWarmWorkerClient::workerInvocation(const QString& executable
             QStringLiteral("--effort"), QStringLiteral("low"), QStringLiteral("--max-turns"), QStringLiteral("1"),
             QStringLiteral("--prompt-suggestions"), QStringLiteral("false"), QStringLiteral("--no-chrome"),
             QStringLiteral("--verbose") },
-        temporaryWorkingDirectory(QStringLiteral("Brindlet-ClaudeWorker-")), std::nullopt };
+        temporaryWorkingDirectory(QStringLiteral("Brindlet-ClaudeWorker-")), claudeEnvironment() };
 }
 
 void ClaudeWarmWorkerClient::dropWorker()

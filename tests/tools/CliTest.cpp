@@ -226,3 +226,37 @@ TEST(BrindletCli, NothingItStartsOutlivesIt)
 }
 
 } // namespace
+
+namespace {
+
+// status asks every provider at once and spends nothing: no prompt reaches Ollama or a program.
+TEST(BrindletCli, StatusReportsEveryProviderWithoutGenerating)
+{
+    FakeOllamaServer server;
+    server.respondWith(FakeResponse::json(200, "{\"models\":[{\"name\":\"qwen\"},{\"name\":\"llama3.2\"}]}"));
+    AgentPeers peers({ u"claude"_qs });
+    peers.script({ u"read-all"_qs, uR"(out {"loggedIn":true})"_qs });
+    const CliRun run = runCli({ u"status"_qs, u"--ollama-url"_qs, server.baseURL() });
+    EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
+    const QList<QByteArray> lines = run.out.trimmed().split('\n');
+    ASSERT_EQ(lines.size(), 5) << run.out.toStdString();
+    EXPECT_EQ(lines[0], "ollama: ready        Ollama is running with 2 installed models. Models: llama3.2, qwen.");
+    EXPECT_TRUE(lines[1].startsWith("claude: ready        Claude CLI is signed in.")) << lines[1].toStdString();
+    for (const RecordedRequest& request : server.requests())
+        EXPECT_EQ(request.path, "/api/tags");
+    for (const QJsonObject& start : peers.starts())
+        EXPECT_TRUE(peers.input(start[u"pid"].toInteger()).isEmpty());
+}
+
+TEST(BrindletCli, HelpAndVersionAnswerOnStandardOutput)
+{
+    const CliRun help = runCli({ u"--help"_qs });
+    EXPECT_EQ(help.exitCode, 0);
+    EXPECT_TRUE(help.out.contains("Exit codes: 0 done; 1 the command failed")) << help.out.toStdString();
+    const CliRun one = runCli({ u"help"_qs, u"replace"_qs });
+    EXPECT_EQ(one.out, "Usage:\n  brindlet-cli replace  --text TEXT | --text-file FILE|-\n");
+    const CliRun version = runCli({ u"--version"_qs });
+    EXPECT_EQ(version.out, "brindlet-cli " BRINDLET_VERSION "\n");
+}
+
+} // namespace
