@@ -5,6 +5,8 @@
 
 #include "RatioReporter.h"
 #include "providers/ClaudeWarmWorkerClient.h"
+#include "providers/CursorWarmWorkerClient.h"
+#include "providers/GeminiWarmWorkerClient.h"
 #include "providers/ManagedCLIProcess.h"
 #include "support/AgentPeers.h"
 #include "support/EventLoop.h"
@@ -28,7 +30,7 @@ const QStringList peerScript {
     u"if-arg text out Hi there"_qs,
 };
 
-Task<void> firstText(ClaudeWarmWorkerClient* client, QElapsedTimer* clock, qint64* at, bool* done)
+Task<void> firstText(WarmWorkerClient* client, QElapsedTimer* clock, qint64* at, bool* done)
 {
     PartialTextHandler handler = [clock, at](QString) {
         if (*at < 0)
@@ -75,6 +77,63 @@ void coldOneShotFirstText(benchmark::State& state)
     }
 }
 BENCHMARK(coldOneShotFirstText)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(10);
+
+// Cursor and Gemini take their request as the whole input and have no one-shot run: their cold
+// path is a client asked before any worker started. Gemini cannot wait for a request (its
+// program would send the instructions alone), so its warm figure is its cold one.
+const QStringList wholeInputScript {
+    u"sleep 300"_qs,
+    u"if-arg --list-models out fast-none-fast - Fast"_qs,
+    u"if-arg --list-models exit 0"_qs,
+    u"read-all"_qs,
+    uR"(out {"type":"assistant","message":{"content":[{"type":"text","text":"Hi"}]},"timestamp_ms":1})"_qs,
+    uR"(out {"type":"message","role":"assistant","content":"Hi","delta":true})"_qs,
+    uR"(out {"type":"result","subtype":"success","status":"success","is_error":false,"result":"Hi there"})"_qs,
+};
+
+template <class Client> void firstDelta(benchmark::State& state, bool warm)
+{
+    AgentPeers peers({ u"cursor-agent"_qs, u"gemini"_qs });
+    peers.script(wholeInputScript);
+    std::unique_ptr<Client> client = std::make_unique<Client>();
+    for (auto _ : state) {
+        state.PauseTiming();
+        if (warm) {
+            runTask(client->prepare());
+            runUntil([] { return false; }, 400ms);
+        } else {
+            client = std::make_unique<Client>(); // nothing started ahead
+        }
+        state.ResumeTiming();
+        QElapsedTimer clock;
+        clock.start();
+        qint64 at = -1;
+        bool done = false;
+        spawn(firstText(client.get(), &clock, &at, &done));
+        runUntil([&] { return done; });
+        state.SetIterationTime(double(at) / 1e9);
+    }
+}
+void cursorWarm(benchmark::State& state)
+{
+    firstDelta<CursorWarmWorkerClient>(state, true);
+}
+void cursorCold(benchmark::State& state)
+{
+    firstDelta<CursorWarmWorkerClient>(state, false);
+}
+void geminiWarm(benchmark::State& state)
+{
+    firstDelta<GeminiWarmWorkerClient>(state, true);
+}
+void geminiCold(benchmark::State& state)
+{
+    firstDelta<GeminiWarmWorkerClient>(state, false);
+}
+BENCHMARK(cursorWarm)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(10);
+BENCHMARK(cursorCold)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(10);
+BENCHMARK(geminiWarm)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(10);
+BENCHMARK(geminiCold)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(10);
 
 // The fake is found in the last PATH entry, as an installation under a version manager would be.
 void resolve(benchmark::State& state, bool shared)
@@ -145,6 +204,10 @@ int main(int argc, char** argv)
         {
             { "warm worker first delta vs cold one-shot (300 ms start-up)",
                 "warmWorkerFirstDelta/iterations:10/manual_time", "coldOneShotFirstText/iterations:10/manual_time" },
+            { "Cursor: warm worker first delta vs cold start (300 ms start-up)", "cursorWarm/iterations:10/manual_time",
+                "cursorCold/iterations:10/manual_time" },
+            { "Gemini: first delta when prepared vs cold (it cannot be kept warm)",
+                "geminiWarm/iterations:10/manual_time", "geminiCold/iterations:10/manual_time" },
             { "resolver cached vs uncached lookup", "resolverCached", "resolverUncached" },
             { "brindlet-cli: 5 MiB in 1 KiB deltas vs in one delta", "cliStreamIn1KiBDeltas/iterations:3",
                 "cliStreamInOneDelta/iterations:3" },

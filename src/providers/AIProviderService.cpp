@@ -12,15 +12,6 @@
 
 namespace brindlet {
 
-namespace {
-// The agent programs' clients are not part of this build yet.
-ProviderError notAvailableYet(ProviderKind provider)
-{
-    return ProviderError::unavailable(
-        displayName(provider) + QStringLiteral(" is not available in this version of Brindlet yet."));
-}
-} // namespace
-
 bool AIProviderService::isAuthenticationFailure(const std::exception_ptr& error)
 {
     const QString text = describe(error).toLower();
@@ -39,8 +30,15 @@ Task<QString> AIProviderService::generate(
         co_return co_await ollama_.generate(std::move(prompt), std::move(configuration), std::move(onPartialText));
     case ProviderKind::claude:
         co_return co_await generateWithFallback(std::move(prompt), provider, std::move(onPartialText));
-    default: throw notAvailableYet(provider);
+    case ProviderKind::cursor:
+        co_return co_await cursor_.generate(std::move(prompt), requestTimeout, std::move(onPartialText));
+    case ProviderKind::gemini:
+        co_return co_await gemini_.generate(std::move(prompt), requestTimeout, std::move(onPartialText));
+    case ProviderKind::codex:
+        // Until the app-server client keeps Codex warm, every request is its one-shot run.
+        co_return co_await runOneShot(std::move(prompt), provider, std::move(onPartialText));
     }
+    throw ProviderError::unavailable(QStringLiteral("This provider is not known."));
 }
 
 Task<QString> AIProviderService::generateWithFallback(
@@ -64,6 +62,11 @@ Task<QString> AIProviderService::generateWithFallback(
             throw;
     } catch (...) {
     }
+    co_return co_await runOneShot(std::move(prompt), provider, std::move(onPartialText));
+}
+
+Task<QString> AIProviderService::runOneShot(QString prompt, ProviderKind provider, PartialTextHandler onPartialText)
+{
     // Resolving the program may ask the login shell, which blocks: never on the main thread.
     CLIInvocation invocation = co_await runOffMainThread([provider] { return oneShotInvocation(provider); });
     ManagedCLIProcess oneShot(requestTimeout);
@@ -76,6 +79,8 @@ Task<void> AIProviderService::prepare(ProviderKind provider, ProviderConfigurati
 {
     if (provider == ProviderKind::claude)
         co_await claude_.prepare();
+    if (provider == ProviderKind::cursor)
+        co_await cursor_.prepare();
     if (provider != ProviderKind::ollama)
         co_return;
     try {

@@ -2,12 +2,14 @@
 
 #include "AIProviding.h"
 #include "ClaudeWarmWorkerClient.h"
+#include "CursorWarmWorkerClient.h"
+#include "GeminiWarmWorkerClient.h"
 #include "OllamaClient.h"
 
 namespace brindlet {
 
 // Routes every request by provider. Ollama is spoken to directly; the agent programs are
-// reached through their warm clients.
+// reached through their warm clients, and only Claude's may fall back to a one-shot run.
 class AIProviderService final : public AIProviding {
 public:
     static constexpr auto requestTimeout = std::chrono::seconds(120);
@@ -23,12 +25,16 @@ public:
     Task<void> preloadOllamaModel(ProviderConfiguration configuration) override;
 
     ClaudeWarmWorkerClient& claudeClient() { return claude_; }
+    CursorWarmWorkerClient& cursorClient() { return cursor_; }
 
 private:
     Task<QString> generateWithFallback(QString prompt, ProviderKind provider, PartialTextHandler onPartialText);
+    Task<QString> runOneShot(QString prompt, ProviderKind provider, PartialTextHandler onPartialText);
 
     OllamaClient ollama_;
     ClaudeWarmWorkerClient claude_;
+    CursorWarmWorkerClient cursor_;
+    GeminiWarmWorkerClient gemini_;
 };
 
 } // namespace brindlet

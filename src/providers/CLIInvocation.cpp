@@ -1,6 +1,8 @@
 #include "CLIInvocation.h"
 
 #include "CLIExecutableResolver.h"
+#include "CursorWarmWorkerClient.h"
+#include "GeminiWarmWorkerClient.h"
 #include "ProviderError.h"
 
 #include <QCoreApplication>
@@ -62,10 +64,12 @@ CLIInvocation oneShotInvocation(ProviderKind provider)
             directory, std::nullopt };
     }
     case ProviderKind::cursor:
+        // No caller reaches these two: their warm clients have no fallback.
+        CursorWarmWorkerClient::writePermissionFile(directory);
+        return CursorWarmWorkerClient::workerInvocation(
+            resolver.resolve(QStringLiteral("cursor-agent")), std::nullopt, directory);
     case ProviderKind::gemini:
-        // Their one-shot lines need the permission files of their own clients, which are not built yet.
-        throw ProviderError::unavailable(
-            displayName(provider) + QStringLiteral(" is not available in this version of Brindlet yet."));
+        return GeminiWarmWorkerClient::workerInvocation(resolver.resolve(QStringLiteral("gemini")), directory);
     case ProviderKind::ollama: throw ProviderError::unavailable(QStringLiteral("This provider does not use a CLI."));
     }
     throw ProviderError::unavailable(QStringLiteral("This provider does not use a CLI."));

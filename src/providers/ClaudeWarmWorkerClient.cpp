@@ -10,9 +10,9 @@
 
 namespace brindlet {
 
-ClaudeWarmWorkerClient::StreamEvent ClaudeWarmWorkerClient::parseLine(const QString& line)
+AgentStreamEvent ClaudeWarmWorkerClient::parseLine(const QString& line)
 {
-    using Kind = StreamEvent::Kind;
+    using Kind = AgentStreamEvent::Kind;
     const QJsonDocument document = QJsonDocument::fromJson(line.toUtf8());
     const QJsonObject object = document.object();
     const QJsonValue type = object.value(QStringLiteral("type"));
@@ -27,22 +27,8 @@ ClaudeWarmWorkerClient::StreamEvent ClaudeWarmWorkerClient::parseLine(const QStr
             return { Kind::delta, text.toString() };
         return {};
     }
-    if (type == QLatin1String("result")) {
-        const QJsonValue result = object.value(QStringLiteral("result"));
-        const QJsonValue error = object.value(QStringLiteral("error"));
-        const QString text = result.isString() ? result.toString() : error.isString() ? error.toString() : QString();
-        const QJsonValue subtype = object.value(QStringLiteral("subtype"));
-        // The program reports failures with subtype "success" and is_error true as well.
-        if (object.value(QStringLiteral("is_error")).toBool(false)
-            || (subtype.isString() && subtype.toString().startsWith(QLatin1String("error"))))
-            return { Kind::failure, text.isEmpty() ? QStringLiteral("Claude could not complete the request.") : text };
-        return { Kind::final, text };
-    }
-    if (type == QLatin1String("error")) {
-        const QJsonValue error = object.value(QStringLiteral("error"));
-        return { Kind::failure, error.isString() ? error.toString() : QStringLiteral("Claude reported an error.") };
-    }
-    return {};
+    // The program reports failures with subtype "success" and is_error true as well.
+    return resultOrErrorLine(object, QStringLiteral("Claude"));
 }
 
 CLIInvocation ClaudeWarmWorkerClient::workerInvocation(const QString& executable)
@@ -59,111 +45,40 @@ CLIInvocation ClaudeWarmWorkerClient::workerInvocation(const QString& executable
         temporaryWorkingDirectory(QStringLiteral("Brindlet-ClaudeWorker-")), claudeEnvironment() };
 }
 
-void ClaudeWarmWorkerClient::dropWorker()
-{
-    if (worker_)
-        worker_->shutDown();
-    worker_.reset();
-}
-
-Task<void> ClaudeWarmWorkerClient::ensureWorker()
-{
-    if (worker_ && worker_->isRunning())
-        co_return;
-    dropWorker();
-    // The resolver may ask the login shell, which blocks: never on the main thread.
-    const QString executable = co_await runOffMainThread([] { return CLIExecutableResolver().resolve(u"claude"_qs); });
-    auto started = co_await PersistentLineProcess::start(workerInvocation(executable));
-    // Another caller may have started one while this one waited.
-    if (worker_ && worker_->isRunning()) {
-        started->shutDown();
-        co_return;
+namespace {
+// A request is one JSON line; the worker keeps its input open, and says nothing new on its
+// standard error that a failure should repeat.
+class ClaudeProtocol final : public AgentProtocol {
+public:
+    QString busyText() const override { return QStringLiteral("Claude is already completing another request."); }
+    Task<CLIInvocation> workerInvocation() override
+    {
+        // The resolver may ask the login shell, which blocks: never on the main thread.
+        const QString executable
+            = co_await runOffMainThread([] { return CLIExecutableResolver().resolve(QStringLiteral("claude")); });
+        co_return ClaudeWarmWorkerClient::workerInvocation(executable);
     }
-    worker_ = std::move(started);
-}
-
-Task<void> ClaudeWarmWorkerClient::prepare()
-{
-    if (isGenerating_ || isStarting_)
-        co_return;
-    isStarting_ = true;
-    try {
-        co_await ensureWorker();
-    } catch (...) {
-        dropWorker();
+    void sendRequest(PersistentLineProcess& worker, const QString& prompt) const override
+    {
+        JsonWriter message;
+        message.beginObject();
+        message.key("type").string(QStringLiteral("user"));
+        message.key("message").beginObject();
+        message.key("role").string(QStringLiteral("user"));
+        message.key("content").string(prompt);
+        message.endObject();
+        message.key("parent_tool_use_id").null();
+        message.endObject();
+        worker.writeLine(message.take());
     }
-    isStarting_ = false;
-}
+    AgentStreamEvent parseLine(const QString& line) const override { return ClaudeWarmWorkerClient::parseLine(line); }
+    bool explainsFailuresFromStandardError() const override { return false; }
+};
+} // namespace
 
-Task<void> ClaudeWarmWorkerClient::warmInBackground(QPointer<ClaudeWarmWorkerClient> client)
+ClaudeWarmWorkerClient::ClaudeWarmWorkerClient()
+    : WarmWorkerClient(std::make_unique<ClaudeProtocol>())
 {
-    if (client)
-        co_await client->prepare();
-}
-
-void ClaudeWarmWorkerClient::finishRequest()
-{
-    // A worker serves one request only; the next one starts at once in the background.
-    dropWorker();
-    isGenerating_ = false;
-    spawn(warmInBackground(QPointer<ClaudeWarmWorkerClient>(this)));
-}
-
-Task<QString> ClaudeWarmWorkerClient::generate(QString prompt, Duration timeout, PartialTextHandler onPartialText)
-{
-    if (isGenerating_)
-        throw ProviderError::unavailable(QStringLiteral("Claude is already completing another request."));
-    isGenerating_ = true;
-    try {
-        QString text = co_await runRequest(std::move(prompt), timeout, std::move(onPartialText));
-        finishRequest();
-        co_return text;
-    } catch (...) {
-        finishRequest();
-        throw;
-    }
-}
-
-Task<QString> ClaudeWarmWorkerClient::runRequest(QString prompt, Duration timeout, PartialTextHandler onPartialText)
-{
-    co_await ensureWorker();
-    JsonWriter message;
-    message.beginObject();
-    message.key("type").string(QStringLiteral("user"));
-    message.key("message").beginObject();
-    message.key("role").string(QStringLiteral("user"));
-    message.key("content").string(prompt);
-    message.endObject();
-    message.key("parent_tool_use_id").null();
-    message.endObject();
-    worker_->writeLine(message.take()); // the worker keeps its input open
-
-    // Hold the worker for the request: finishRequest may replace the field meanwhile.
-    const std::shared_ptr<PersistentLineProcess> worker = worker_;
-    // The last text shown is always the accumulator itself; keeping a second copy of it would
-    // make every append copy the whole text.
-    QString accumulated;
-    for (;;) {
-        co_await checkCancellation();
-        const QString line = co_await worker->reader().next(timeout);
-        const StreamEvent event = parseLine(line);
-        switch (event.kind) {
-        case StreamEvent::Kind::delta:
-            accumulated += event.text;
-            co_await onPartialText(accumulated);
-            break;
-        case StreamEvent::Kind::final: {
-            const QString text = event.text.trimmed();
-            if (text.isEmpty())
-                throw ProviderError::emptyResponse();
-            if (text != accumulated)
-                co_await onPartialText(text);
-            co_return text;
-        }
-        case StreamEvent::Kind::failure: throw ProviderError::unavailable(event.text);
-        case StreamEvent::Kind::ignored: break;
-        }
-    }
 }
 
 } // namespace brindlet

@@ -47,20 +47,6 @@ INSTANTIATE_TEST_SUITE_P(Service, OllamaReadiness,
             { State::ready, u"Ollama is running with 2 installed models."_qs, { u"a"_qs, u"b"_qs } } }),
     [](const auto& testCase) { return std::string(testCase.param.name); });
 
-TEST(AIProviderService, AgentProvidersSayTheyAreNotAvailableYet)
-{
-    AIProviderService service;
-    for (ProviderKind kind : { ProviderKind::codex, ProviderKind::cursor, ProviderKind::gemini }) {
-        const QString expected = displayName(kind) + u" is not available in this version of Brindlet yet."_qs;
-        try {
-            runTask(service.generate(u"p"_qs, kind, {}, [](QString) { return finishedTask(); }));
-            ADD_FAILURE() << "generate should fail for " << wireName(kind).toStdString();
-        } catch (const DescribedError& error) {
-            EXPECT_EQ(error.description(), expected);
-        }
-    }
-}
-
 // Each sign-in word, in any case, makes a failure a sign-in failure, whatever its type; other
 // words do not.
 TEST(AIProviderService, SignInWordsMakeASignInFailure)

@@ -135,38 +135,6 @@ TEST_F(ClaudeWorker, AFinalTextEqualToTheLastPreviewIsNotShownAgain)
     EXPECT_EQ(previews, (QStringList { u"Hi"_qs, u"Hi there"_qs }));
 }
 
-struct FailureCase {
-    const char* name;
-    QStringList script;
-    QString expected;
-};
-BRINDLET_PRINT_CASE_NAME(FailureCase)
-
-class ClaudeWorkerFailures : public ClaudeWorker, public ::testing::WithParamInterface<FailureCase> { };
-
-TEST_P(ClaudeWorkerFailures, EndTheRequestAndReplaceTheWorker)
-{
-    peers.script(GetParam().script);
-    runTask(client.prepare());
-    const qint64 used = workerPID();
-    EXPECT_EQ(outcome(500ms), GetParam().expected);
-    EXPECT_FALSE(client.isGenerating());
-    EXPECT_TRUE(runUntil([&] { return AgentPeers::isGone(used); }));
-    EXPECT_TRUE(runUntil([&] { return workerPID() != 0 && workerPID() != used; }));
-}
-
-INSTANTIATE_TEST_SUITE_P(Claude, ClaudeWorkerFailures,
-    ::testing::Values(FailureCase { "notSignedIn",
-                          { u"read-line"_qs, initLine, resultLine(u"Not logged in · Please run /login"_qs, true) },
-                          u"Not logged in · Please run /login"_qs },
-        FailureCase { "whitespaceFinal", { u"read-line"_qs, deltaLine(u"Hi"_qs), resultLine(u"  \\n "_qs), u"hang"_qs },
-            u"The provider returned an empty response."_qs },
-        FailureCase {
-            "crash", { u"read-line"_qs, deltaLine(u"Hi"_qs), u"crash"_qs }, u"The CLI process ended unexpectedly."_qs },
-        FailureCase {
-            "hang", { u"read-line"_qs, u"hang"_qs }, u"The provider did not respond within two minutes."_qs }),
-    [](const auto& testCase) { return std::string(testCase.param.name); });
-
 TEST_F(ClaudeWorker, OneRequestAtATimeAndCancellationKillsTheWorker)
 {
     peers.script({ u"read-line"_qs, u"hang"_qs });

@@ -109,7 +109,7 @@ TEST(BrindletCli, DefaultsComeFromTheSettingsStoreAndFlagsOverrideThem)
 
     CliRun run = runCli({ u"generate"_qs, u"--preset"_qs, u"Pirate"_qs, u"--selection"_qs, u"-"_qs }, "Hello");
     EXPECT_EQ(run.exitCode, 1); // the stored provider is Codex
-    EXPECT_TRUE(run.err.contains("Codex CLI is not available")) << run.err.toStdString();
+    EXPECT_TRUE(run.err.contains("The codex CLI is not installed")) << run.err.toStdString();
 
     run = runCli(
         { u"generate"_qs, u"--provider"_qs, u"ollama"_qs, u"--preset"_qs, u"Pirate"_qs, u"--selection"_qs, u"-"_qs },

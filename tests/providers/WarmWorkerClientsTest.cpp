@@ -1,0 +1,306 @@
+// Claude, Cursor and Gemini through the one warm-worker mechanism: each program's own lines, as
+// the real programs write them, and the same promises for all three: an answer or the
+// program's own reason, a bounded wait, and no process or folder left behind.
+
+#include "domain/DescribedError.h"
+#include "providers/AIProviderService.h"
+#include "providers/ChildProcesses.h"
+#include "providers/ClaudeWarmWorkerClient.h"
+#include "providers/CursorWarmWorkerClient.h"
+#include "providers/GeminiWarmWorkerClient.h"
+#include "providers/ManagedCLIProcess.h"
+#include "support/AgentPeers.h"
+#include "support/EventLoop.h"
+#include "support/Printers.h"
+
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QTemporaryDir>
+
+#include <gtest/gtest.h>
+
+using namespace brindlet;
+using namespace brindlet::test;
+using namespace std::chrono_literals;
+
+namespace {
+
+std::unique_ptr<WarmWorkerClient> makeClient(ProviderKind kind)
+{
+    if (kind == ProviderKind::cursor)
+        return std::make_unique<CursorWarmWorkerClient>();
+    if (kind == ProviderKind::gemini)
+        return std::make_unique<GeminiWarmWorkerClient>();
+    return std::make_unique<ClaudeWarmWorkerClient>();
+}
+
+// Lines as the real programs write them (trimmed of fields nobody reads).
+QString claudeDelta(const QString& text)
+{
+    return uR"(out {"type":"stream_event","event":{"type":"content_block_delta","index":0,"delta":{"type":"text_delta","text":")"_qs
+        + text + uR"("}},"session_id":"s1"})"_qs;
+}
+QString cursorDelta(const QString& text)
+{
+    return uR"(out {"type":"assistant","message":{"role":"assistant","content":[{"type":"text","text":")"_qs + text
+        + uR"("}]},"session_id":"c1","timestamp_ms":1790000000000})"_qs;
+}
+QString geminiDelta(const QString& text)
+{
+    return uR"(out {"type":"message","timestamp":"2026-11-22T20:12:43.187Z","role":"assistant","content":")"_qs + text
+        + uR"(","delta":true})"_qs;
+}
+const QString cursorListing[]
+    = { u"if-arg --list-models out Available models"_qs, u"if-arg --list-models out gpt-5-low-fast - GPT-5 Low Fast"_qs,
+          u"if-arg --list-models out sonnet-4-thinking-fast - Sonnet Thinking"_qs,
+          u"if-arg --list-models out gpt-5-none-fast - GPT-5 Fast"_qs, u"if-arg --list-models exit 0"_qs };
+
+QStringList scriptFor(ProviderKind kind, const QStringList& lines)
+{
+    QStringList script;
+    if (kind == ProviderKind::cursor)
+        script = QStringList(std::begin(cursorListing), std::end(cursorListing));
+    // Claude reads a line and keeps its input open; the others take the whole input.
+    script << (kind == ProviderKind::claude ? u"read-line"_qs : u"read-all"_qs);
+    return script + lines;
+}
+
+struct ClientRow {
+    const char* name;
+    ProviderKind kind;
+    QStringList lines;
+    QString expected; // "ok:" and the answer, or the failure's sentence
+};
+BRINDLET_PRINT_CASE_NAME(ClientRow)
+
+class WarmClients : public ::testing::TestWithParam<ClientRow> {
+protected:
+    AgentPeers peers { { u"claude"_qs, u"cursor-agent"_qs, u"gemini"_qs } };
+    std::unique_ptr<WarmWorkerClient> client = makeClient(GetParam().kind);
+
+    QString outcome(WarmWorkerClient& c, Duration timeout)
+    {
+        try {
+            return u"ok:"_qs + runTask(c.generate(u"Say hi"_qs, timeout, [](QString) { return finishedTask(); }), 20s);
+        } catch (...) {
+            return describe(std::current_exception());
+        }
+    }
+};
+
+TEST_P(WarmClients, AnswerOrGiveTheProgramsReasonAndLeaveNothingBehind)
+{
+    const ClientRow& row = GetParam();
+    peers.script(scriptFor(row.kind, row.lines));
+    EXPECT_EQ(outcome(*client, 1s), row.expected);
+    EXPECT_FALSE(client->isGenerating());
+    // Every end replaces the worker; Gemini's next starts with its request.
+    qint64 used = 0; // the first worker, which served the request (Cursor's model listing aside)
+    for (const QJsonObject& start : peers.starts()) {
+        if (!used && !start[u"arguments"_qs].toArray().contains(u"--list-models"_qs))
+            used = start[u"pid"_qs].toInteger();
+    }
+    ASSERT_NE(used, 0);
+    EXPECT_TRUE(runUntil([&] { return AgentPeers::isGone(used); }, 5s));
+    if (row.kind != ProviderKind::gemini) {
+        EXPECT_TRUE(runUntil([&] { return client->worker() && client->worker()->processID() != used; }, 5s));
+    }
+
+    // Nothing outlives the program: the next worker warming up included.
+    client.reset();
+    ChildProcesses::shared().endAll(ManagedCLIProcess::killDelay);
+    drainEvents();
+    for (const qint64 pid : peers.processIDs())
+        EXPECT_TRUE(runUntil([&] { return AgentPeers::isGone(pid); }, 5s)) << pid;
+    for (const QJsonObject& start : peers.starts()) {
+        const QString folder = start[u"cwd"_qs].toString();
+        EXPECT_TRUE(runUntil([&] { return !QFileInfo::exists(folder); }, 5s)) << folder.toStdString();
+    }
+}
+
+const QString longText(65'536, u'a');
+
+INSTANTIATE_TEST_SUITE_P(Agents, WarmClients,
+    ::testing::Values(
+        ClientRow { "cursorStreams", ProviderKind::cursor,
+            { uR"(out {"type":"system","subtype":"init","model":"GPT-5 Fast","permissionMode":"default"})"_qs,
+                cursorDelta(u"Hi"_qs), cursorDelta(u" there!"_qs),
+                uR"(out {"type":"assistant","message":{"role":"assistant","content":[{"type":"text","text":"Hi there!"}]},"model_call_id":"m1","timestamp_ms":1})"_qs,
+                uR"(out {"type":"result","subtype":"success","is_error":false,"result":"Hi there!","duration_ms":812})"_qs },
+            u"ok:Hi there!"_qs },
+        ClientRow { "geminiStreams", ProviderKind::gemini,
+            { uR"(out {"type":"init","timestamp":"2026-11-22T20:12:43.123Z","session_id":"b3","model":"flash-lite"})"_qs,
+                uR"(out {"type":"message","role":"user","content":"Say hi\n"})"_qs, geminiDelta(u"Hi"_qs),
+                geminiDelta(u" there!"_qs),
+                uR"(out {"type":"result","status":"success","stats":{"total_tokens":15}})"_qs },
+            u"ok:Hi there!"_qs },
+        ClientRow { "claudeNotSignedIn", ProviderKind::claude,
+            { uR"(out {"type":"result","subtype":"success","is_error":true,"result":"Not logged in · Please run /login"})"_qs },
+            u"Not logged in · Please run /login"_qs },
+        ClientRow { "cursorNotSignedIn", ProviderKind::cursor,
+            { u"err Error: Authentication required. Please run 'cursor-agent login' first."_qs, u"exit 1"_qs },
+            u"Error: Authentication required. Please run 'cursor-agent login' first."_qs },
+        ClientRow { "geminiNotSignedIn", ProviderKind::gemini,
+            { u"err Error authenticating: FatalAuthenticationError: Manual authorization is required but the current session is non-interactive."_qs,
+                u"exit 41"_qs },
+            u"Error authenticating: FatalAuthenticationError: Manual authorization is required but the current session is non-interactive."_qs },
+        ClientRow { "claudeWhitespaceFinal", ProviderKind::claude,
+            { claudeDelta(u"Hi"_qs),
+                uR"(out {"type":"result","subtype":"success","is_error":false,"result":"  \n "})"_qs, u"hang"_qs },
+            u"The provider returned an empty response."_qs },
+        ClientRow { "claudeCrash", ProviderKind::claude, { claudeDelta(u"Hi"_qs), u"crash"_qs },
+            u"The CLI process ended unexpectedly."_qs },
+        ClientRow { "cursorCrash", ProviderKind::cursor, { cursorDelta(u"Hi"_qs), u"crash"_qs },
+            u"The CLI process ended unexpectedly."_qs },
+        ClientRow { "geminiCrash", ProviderKind::gemini, { geminiDelta(u"Hi"_qs), u"crash"_qs },
+            u"The CLI process ended unexpectedly."_qs },
+        ClientRow { "claudeHang", ProviderKind::claude, { u"hang"_qs },
+            u"The provider did not respond within two minutes."_qs },
+        ClientRow { "cursorHang", ProviderKind::cursor, { u"hang"_qs },
+            u"The provider did not respond within two minutes."_qs },
+        ClientRow { "geminiHang", ProviderKind::gemini, { u"hang"_qs },
+            u"The provider did not respond within two minutes."_qs },
+        ClientRow { "cursorGarbageAndALongLine", ProviderKind::cursor,
+            { u"out not json at all"_qs, u"hex ff fe 0a"_qs, uR"(out {"type":7})"_qs, cursorDelta(longText),
+                uR"(out {"type":"result","subtype":"success","is_error":false,"result":"ok"})"_qs },
+            u"ok:ok"_qs },
+        ClientRow { "geminiGarbageAndALongLine", ProviderKind::gemini,
+            { u"out Ripgrep is not available."_qs, u"hex ff fe 0a"_qs, geminiDelta(longText),
+                uR"(out {"type":"result","status":"success"})"_qs },
+            u"ok:"_qs + longText },
+        ClientRow { "geminiToolUse", ProviderKind::gemini,
+            { uR"(out {"type":"tool_use","tool_name":"read_file","tool_id":"read_file__1","parameters":{}})"_qs,
+                u"hang"_qs },
+            u"Gemini attempted to use a tool that Brindlet disables for text-only requests."_qs },
+        ClientRow { "geminiSuccessWithoutText", ProviderKind::gemini,
+            { uR"(out {"type":"result","status":"success"})"_qs }, u"The provider returned an empty response."_qs }),
+    [](const auto& row) { return std::string(row.param.name); });
+
+// What each program's lines mean, where the rules are each program's own.
+TEST(AgentLines, AreReadAsEachProgramMeansThem)
+{
+    using Kind = AgentStreamEvent::Kind;
+    struct Row {
+        AgentStreamEvent (*parse)(const QString&);
+        QString line;
+        Kind kind;
+        QString text;
+    };
+    const Row rows[] = {
+        { &GeminiWarmWorkerClient::parseLine, uR"({"type":"message","role":"user","content":"Say hi"})"_qs,
+            Kind::ignored, {} },
+        { &GeminiWarmWorkerClient::parseLine, uR"({"type":"error","severity":"warning","message":"loop"})"_qs,
+            Kind::ignored, {} },
+        { &GeminiWarmWorkerClient::parseLine, uR"({"type":"error","severity":"Error","message":"Quota"})"_qs,
+            Kind::failure, u"Quota"_qs },
+        { &GeminiWarmWorkerClient::parseLine, uR"({"type":"error"})"_qs, Kind::failure,
+            u"Gemini reported an error."_qs },
+        { &GeminiWarmWorkerClient::parseLine,
+            uR"({"type":"result","status":"error","error":{"type":"unknown","message":"[API Error]"}})"_qs,
+            Kind::failure, u"Gemini could not complete the request."_qs },
+        { &GeminiWarmWorkerClient::parseLine, uR"({"type":"result","status":"error","message":"Bad"})"_qs,
+            Kind::failure, u"Bad"_qs },
+        { &CursorWarmWorkerClient::parseLine,
+            uR"({"type":"assistant","message":{"content":[{"type":"text","text":"Hi"}]}})"_qs, Kind::ignored,
+            {} }, // no timestamp_ms: not a streamed piece
+        { &CursorWarmWorkerClient::parseLine, uR"({"type":"result","subtype":"error_timeout"})"_qs, Kind::failure,
+            u"Cursor could not complete the request."_qs },
+        { &CursorWarmWorkerClient::parseLine, uR"({"type":"error","error":"Rate limited"})"_qs, Kind::failure,
+            u"Rate limited"_qs },
+    };
+    for (const Row& row : rows) {
+        const AgentStreamEvent event = row.parse(row.line);
+        EXPECT_EQ(event.kind, row.kind) << row.line.toStdString();
+        EXPECT_EQ(event.text, row.text) << row.line.toStdString();
+    }
+
+    const std::pair<QString, std::optional<QString>> listings[] = {
+        { u"a-low-fast - A\nb-none-fast - B"_qs, u"b-none-fast"_qs }, // each pattern over the whole list first
+        { u"Models\nx-thinking-fast - X\ny-fast - Y"_qs, u"y-fast"_qs },
+        { u"x-thinking-none - X\ny-fast - Y"_qs, u"x-thinking-none"_qs },
+        { u"bad id-none - X\nplain - P"_qs, std::nullopt },
+    };
+    for (const auto& [listing, model] : listings)
+        EXPECT_EQ(CursorWarmWorkerClient::selectFastModel(listing), model) << listing.toStdString();
+}
+
+// The command lines, environments and files that keep each program to text: checked on what
+// the program received.
+TEST(AgentWorkers, StartConfinedToTextWithTheRequestOnTheirInput)
+{
+    AgentPeers peers { { u"cursor-agent"_qs, u"gemini"_qs } };
+    qputenv("CURSOR_API_KEY", "cursor-key");
+    qputenv("GEMINI_API_KEY", "gemini-key");
+    const auto unset = qScopeGuard([] {
+        qunsetenv("CURSOR_API_KEY");
+        qunsetenv("GEMINI_API_KEY");
+    });
+    const auto ask = [](WarmWorkerClient& client) {
+        return runTask(client.generate(u"Say hi"_qs, 5s, [](QString) { return finishedTask(); }));
+    };
+
+    peers.script(scriptFor(
+        ProviderKind::cursor, { uR"(out {"type":"result","subtype":"success","is_error":false,"result":"Hi"})"_qs }));
+    CursorWarmWorkerClient cursor;
+    EXPECT_EQ(ask(cursor), u"Hi"_qs);
+    EXPECT_EQ(ask(cursor), u"Hi"_qs);
+    QList<QJsonObject> workers;
+    for (const QJsonObject& start : peers.starts()) {
+        if (!start[u"arguments"_qs].toArray().contains(u"--list-models"_qs))
+            workers << start;
+    }
+    EXPECT_EQ(peers.starts().size() - workers.size(), 1); // the model is chosen once
+    ASSERT_GE(workers.size(), 2);
+    const QJsonArray arguments = workers[0][u"arguments"_qs].toArray();
+    EXPECT_EQ(arguments.at(arguments.size() - 2).toString(), u"--model"_qs);
+    EXPECT_EQ(arguments.last().toString(), u"gpt-5-none-fast"_qs);
+    EXPECT_FALSE(workers[0][u"environment"_qs].toObject().contains(u"CURSOR_API_KEY"_qs));
+    EXPECT_TRUE(peers.input(workers[0][u"pid"_qs].toInteger()).endsWith("\n\nSay hi"));
+
+    peers.script(
+        scriptFor(ProviderKind::gemini, { geminiDelta(u"Hi"_qs), uR"(out {"type":"result","status":"success"})"_qs }));
+    GeminiWarmWorkerClient gemini;
+    runTask(gemini.prepare()); // Gemini would not wait for its input: nothing starts ahead
+    const qsizetype before = peers.starts().size();
+    EXPECT_EQ(peers.starts().size(), before);
+    EXPECT_EQ(ask(gemini), u"Hi"_qs);
+    const QJsonObject start = peers.starts().constLast();
+    EXPECT_EQ(peers.input(start[u"pid"_qs].toInteger()), "Say hi");
+    const QJsonObject environment = start[u"environment"_qs].toObject();
+    EXPECT_FALSE(environment.contains(u"GEMINI_API_KEY"_qs));
+    EXPECT_EQ(environment[u"GOOGLE_GENAI_USE_GCA"_qs].toString(), u"true"_qs);
+
+    // The files that deny every tool.
+    QTemporaryDir folder;
+    QFile policy(GeminiWarmWorkerClient::writePolicyFile(folder.path()));
+    ASSERT_TRUE(policy.open(QIODevice::ReadOnly));
+    EXPECT_EQ(policy.readAll(), "[[rule]]\ntoolName = \"*\"\ndecision = \"deny\"\npriority = 999\ninteractive = false");
+    CursorWarmWorkerClient::writePermissionFile(folder.path());
+    QFile permissions(folder.filePath(u".cursor/cli.json"_qs));
+    ASSERT_TRUE(permissions.open(QIODevice::ReadOnly));
+    const QJsonObject denied = QJsonDocument::fromJson(permissions.readAll()).object()[u"permissions"_qs].toObject();
+    EXPECT_EQ(denied[u"allow"_qs].toArray(), QJsonArray {});
+    EXPECT_EQ(denied[u"deny"_qs].toArray(),
+        (QJsonArray { u"Shell(*)"_qs, u"Read(*)"_qs, u"Write(*)"_qs, u"WebFetch(*)"_qs, u"Mcp(*:*)"_qs }));
+}
+
+// The service sends each agent provider its own way: Cursor and Gemini through their clients,
+// Codex (until its app-server client) through its one-shot run in the restricted session.
+TEST(AgentProviders, EachAnswersThroughTheServiceTheWayItShould)
+{
+    AgentPeers peers { { u"codex"_qs, u"cursor-agent"_qs, u"gemini"_qs } };
+    qputenv("BRINDLET_SANDBOX_EXEC", SANDBOX_EXEC_PATH);
+    const auto unset = qScopeGuard([] { qunsetenv("BRINDLET_SANDBOX_EXEC"); });
+    // One script that every program understands in its own way.
+    peers.script({ u"if-arg --list-models exit 0"_qs, u"read-all"_qs, u"if-arg exec out Codex says hi"_qs,
+        u"if-arg exec exit 0"_qs, cursorDelta(u"Cursor says hi"_qs), geminiDelta(u"Gemini says hi"_qs),
+        uR"(out {"type":"result","subtype":"success","status":"success","is_error":false,"result":"Cursor says hi"})"_qs });
+    AIProviderService service;
+    const std::pair<ProviderKind, QString> rows[] = { { ProviderKind::codex, u"Codex says hi"_qs },
+        { ProviderKind::cursor, u"Cursor says hi"_qs }, { ProviderKind::gemini, u"Gemini says hi"_qs } };
+    for (const auto& [kind, answer] : rows)
+        EXPECT_EQ(runTask(service.generate(u"Say hi"_qs, kind, {}, [](QString) { return finishedTask(); })), answer)
+            << wireName(kind).toStdString();
+}
+
+} // namespace
