@@ -5,6 +5,7 @@
 
 #include "RatioReporter.h"
 #include "providers/ClaudeWarmWorkerClient.h"
+#include "providers/CodexAppServerClient.h"
 #include "providers/CursorWarmWorkerClient.h"
 #include "providers/GeminiWarmWorkerClient.h"
 #include "providers/ManagedCLIProcess.h"
@@ -130,6 +131,72 @@ void geminiCold(benchmark::State& state)
 {
     firstDelta<GeminiWarmWorkerClient>(state, false);
 }
+// Codex: a server started and a thread prepared ahead, against its one-shot run, both after a
+// 300 ms start-up. The server answers as many turns as the benchmark asks.
+QStringList codexScript()
+{
+    QStringList server { u"read-line"_qs, uR"(reply "result":{"userAgent":"codex"})"_qs, u"read-line"_qs,
+        u"read-line"_qs, uR"(reply "result":{"thread":{"id":"T1"}})"_qs };
+    for (int turn = 0; turn < 40; ++turn)
+        server << u"read-line"_qs << uR"(reply "result":{"turn":{"id":"U"}})"_qs
+               << uR"(out {"method":"item/agentMessage/delta","params":{"threadId":"T1","delta":"Hi"}})"_qs
+               << uR"(out {"method":"turn/completed","params":{"threadId":"T1","turn":{"status":"completed"}}})"_qs
+               << u"read-line"_qs << u"read-line"_qs << uR"(reply "result":{"thread":{"id":"T1"}})"_qs;
+    QStringList script { u"sleep 300"_qs, u"if-arg exec read-all"_qs, u"if-arg exec out Hi there"_qs,
+        u"if-arg exec exit 0"_qs };
+    for (const QString& line : server)
+        script << u"if-arg app-server "_qs + line;
+    return script;
+}
+
+Task<void> codexFirstText(CodexAppServerClient* client, QElapsedTimer* clock, qint64* at, bool* done)
+{
+    PartialTextHandler handler = [clock, at](QString) {
+        if (*at < 0)
+            *at = clock->nsecsElapsed();
+        return finishedTask();
+    };
+    co_await client->generate(u"Say hi"_qs, 10s, handler);
+    *done = true;
+}
+
+void codexWarm(benchmark::State& state)
+{
+    AgentPeers peers({ u"codex"_qs });
+    peers.script(codexScript());
+    qputenv("BRINDLET_SANDBOX_EXEC", SANDBOX_EXEC_PATH);
+    CodexAppServerClient client;
+    for (auto _ : state) {
+        state.PauseTiming();
+        runTask(client.prepare());
+        runUntil([&] { return client.preparedThreadID().has_value(); }, 2s);
+        state.ResumeTiming();
+        QElapsedTimer clock;
+        clock.start();
+        qint64 at = -1;
+        bool done = false;
+        spawn(codexFirstText(&client, &clock, &at, &done));
+        runUntil([&] { return done; });
+        state.SetIterationTime(double(at) / 1e9);
+    }
+}
+
+void codexColdOneShot(benchmark::State& state)
+{
+    AgentPeers peers({ u"codex"_qs });
+    peers.script(codexScript());
+    qputenv("BRINDLET_SANDBOX_EXEC", SANDBOX_EXEC_PATH);
+    for (auto _ : state) {
+        QElapsedTimer clock;
+        clock.start();
+        ManagedCLIProcess process(10s);
+        runTask(process.runToCompletion(oneShotInvocation(ProviderKind::codex), u"Say hi"_qs));
+        state.SetIterationTime(double(clock.nsecsElapsed()) / 1e9);
+    }
+}
+BENCHMARK(codexWarm)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(10);
+BENCHMARK(codexColdOneShot)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(10);
+
 BENCHMARK(cursorWarm)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(10);
 BENCHMARK(cursorCold)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(10);
 BENCHMARK(geminiWarm)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(10);
@@ -204,6 +271,8 @@ int main(int argc, char** argv)
         {
             { "warm worker first delta vs cold one-shot (300 ms start-up)",
                 "warmWorkerFirstDelta/iterations:10/manual_time", "coldOneShotFirstText/iterations:10/manual_time" },
+            { "Codex: warm server first delta vs cold one-shot (300 ms start-up)",
+                "codexWarm/iterations:10/manual_time", "codexColdOneShot/iterations:10/manual_time" },
             { "Cursor: warm worker first delta vs cold start (300 ms start-up)", "cursorWarm/iterations:10/manual_time",
                 "cursorCold/iterations:10/manual_time" },
             { "Gemini: first delta when prepared vs cold (it cannot be kept warm)",

@@ -35,8 +35,7 @@ Task<QString> AIProviderService::generate(
     case ProviderKind::gemini:
         co_return co_await gemini_.generate(std::move(prompt), requestTimeout, std::move(onPartialText));
     case ProviderKind::codex:
-        // Until the app-server client keeps Codex warm, every request is its one-shot run.
-        co_return co_await runOneShot(std::move(prompt), provider, std::move(onPartialText));
+        co_return co_await generateWithFallback(std::move(prompt), provider, std::move(onPartialText));
     }
     throw ProviderError::unavailable(QStringLiteral("This provider is not known."));
 }
@@ -46,6 +45,8 @@ Task<QString> AIProviderService::generateWithFallback(
 {
     std::exception_ptr warmFailure;
     try {
+        if (provider == ProviderKind::codex)
+            co_return co_await codex_.generate(prompt, requestTimeout, onPartialText);
         co_return co_await claude_.generate(prompt, requestTimeout, onPartialText);
     } catch (const CancellationError&) {
         throw CancellationError();
@@ -81,6 +82,8 @@ Task<void> AIProviderService::prepare(ProviderKind provider, ProviderConfigurati
         co_await claude_.prepare();
     if (provider == ProviderKind::cursor)
         co_await cursor_.prepare();
+    if (provider == ProviderKind::codex)
+        co_await codex_.prepare();
     if (provider != ProviderKind::ollama)
         co_return;
     try {

@@ -2,6 +2,7 @@
 
 #include "AIProviding.h"
 #include "ClaudeWarmWorkerClient.h"
+#include "CodexAppServerClient.h"
 #include "CursorWarmWorkerClient.h"
 #include "GeminiWarmWorkerClient.h"
 #include "OllamaClient.h"
@@ -9,7 +10,7 @@
 namespace brindlet {
 
 // Routes every request by provider. Ollama is spoken to directly; the agent programs are
-// reached through their warm clients, and only Claude's may fall back to a one-shot run.
+// reached through their warm clients, and only Claude's and Codex's may fall back to a one-shot run.
 class AIProviderService final : public AIProviding {
 public:
     static constexpr auto requestTimeout = std::chrono::seconds(120);
@@ -26,6 +27,7 @@ public:
 
     ClaudeWarmWorkerClient& claudeClient() { return claude_; }
     CursorWarmWorkerClient& cursorClient() { return cursor_; }
+    CodexAppServerClient& codexClient() { return codex_; }
 
 private:
     Task<QString> generateWithFallback(QString prompt, ProviderKind provider, PartialTextHandler onPartialText);
@@ -33,6 +35,7 @@ private:
 
     OllamaClient ollama_;
     ClaudeWarmWorkerClient claude_;
+    CodexAppServerClient codex_;
     CursorWarmWorkerClient cursor_;
     GeminiWarmWorkerClient gemini_;
 };

@@ -30,25 +30,35 @@ Task<std::shared_ptr<PersistentLineProcess>> PersistentLineProcess::start(CLIInv
     std::shared_ptr<PersistentLineProcess> self(new PersistentLineProcess(std::move(invocation)));
     QProcess* process = self->process_.get();
 
-    PersistentLineProcess* raw = self.get();
-    QObject::connect(process, &QProcess::readyReadStandardOutput, process, [raw] { raw->readStandardOutput(); });
-    QObject::connect(process, &QProcess::readyReadStandardError, process, [raw] {
+    // Each handler holds the object while it runs: a line it delivers may resume a task that
+    // drops the last other reference, with more lines still to hand out.
+    const std::weak_ptr<PersistentLineProcess> weak = self;
+    QObject::connect(process, &QProcess::readyReadStandardOutput, process, [weak] {
+        if (const auto alive = weak.lock())
+            alive->readStandardOutput();
+    });
+    QObject::connect(process, &QProcess::readyReadStandardError, process, [weak] {
+        const auto alive = weak.lock();
+        if (!alive)
+            return;
         // Read everything, so a talkative child never blocks; keep only the beginning.
-        const QByteArray chunk = raw->process_->readAllStandardError();
-        const qsizetype room = stderrLimit - raw->stderrData_.size();
+        const QByteArray chunk = alive->process_->readAllStandardError();
+        const qsizetype room = stderrLimit - alive->stderrData_.size();
         if (room > 0)
-            raw->stderrData_ += chunk.left(room);
+            alive->stderrData_ += chunk.left(room);
     });
     // The reader outlives this object if a client still waits on it; the end of output finishes it.
     std::weak_ptr<AsyncLineReader> reader = self->reader_;
-    QObject::connect(process, &QProcess::finished, process, [raw, reader] {
-        raw->readStandardOutput();
-        if (!raw->stdoutBuffer_.isEmpty()) {
-            if (auto text = decodeUtf8(std::exchange(raw->stdoutBuffer_, {})); text && !text->isEmpty())
-                raw->reader_->deliver(*text);
+    QObject::connect(process, &QProcess::finished, process, [weak, reader] {
+        if (const auto alive = weak.lock()) {
+            alive->readStandardOutput();
+            if (!alive->stdoutBuffer_.isEmpty()) {
+                if (auto text = decodeUtf8(std::exchange(alive->stdoutBuffer_, {})); text && !text->isEmpty())
+                    alive->reader_->deliver(*text);
+            }
         }
-        if (auto alive = reader.lock())
-            alive->finish();
+        if (auto waiting = reader.lock())
+            waiting->finish();
     });
 
     Completion<bool> started;

@@ -6,6 +6,7 @@
 #include "providers/AIProviderService.h"
 #include "providers/ChildProcesses.h"
 #include "providers/ClaudeWarmWorkerClient.h"
+#include "providers/CodexAppServerClient.h"
 #include "providers/CursorWarmWorkerClient.h"
 #include "providers/GeminiWarmWorkerClient.h"
 #include "providers/ManagedCLIProcess.h"
@@ -284,23 +285,148 @@ TEST(AgentWorkers, StartConfinedToTextWithTheRequestOnTheirInput)
         (QJsonArray { u"Shell(*)"_qs, u"Read(*)"_qs, u"Write(*)"_qs, u"WebFetch(*)"_qs, u"Mcp(*:*)"_qs }));
 }
 
-// The service sends each agent provider its own way: Cursor and Gemini through their clients,
-// Codex (until its app-server client) through its one-shot run in the restricted session.
+// The Codex app server as the real one talks: replies without "jsonrpc", notifications with
+// "emittedAtMs", a turn/started that may come before the turn's reply, and errors it retries.
+QStringList codexServer(const QStringList& turn)
+{
+    QStringList script { u"read-line"_qs, uR"(reply "result":{"userAgent":"brindlet/0.169.0","platformOs":"linux"})"_qs,
+        uR"(out {"method":"configWarning","params":{"summary":"Codex could not find bubblewrap on PATH."},"emittedAtMs":1})"_qs,
+        u"read-line"_qs, u"read-line"_qs, uR"(reply "result":{"thread":{"id":"T1","sessionId":"T1"}})"_qs,
+        u"read-line"_qs,
+        uR"(out {"method":"turn/started","params":{"threadId":"T1","turn":{"id":"U1"}},"emittedAtMs":2})"_qs,
+        uR"(reply "result":{"turn":{"id":"U1","status":"inProgress","error":null}})"_qs };
+    for (const QString& line : turn)
+        script << line;
+    QStringList conditional;
+    for (const QString& line : script)
+        conditional << u"if-arg app-server "_qs + line;
+    return conditional;
+}
+QString codexDelta(const QString& thread, const QString& text)
+{
+    return uR"(out {"method":"item/agentMessage/delta","params":{"threadId":"%1","turnId":"U1","itemId":"m1","delta":"%2"},"emittedAtMs":3})"_qs
+        .arg(thread, text);
+}
+QString codexCompleted(const QString& status, const QString& error = u"null"_qs)
+{
+    return uR"(out {"method":"turn/completed","params":{"threadId":"T1","turn":{"id":"U1","status":"%1","error":%2}},"emittedAtMs":4})"_qs
+        .arg(status, error);
+}
+
+class CodexServer : public ::testing::Test {
+protected:
+    AgentPeers peers { { u"codex"_qs } };
+    CodexAppServerClient client;
+    CodexServer() { qputenv("BRINDLET_SANDBOX_EXEC", SANDBOX_EXEC_PATH); }
+    ~CodexServer() override { qunsetenv("BRINDLET_SANDBOX_EXEC"); }
+    QString outcome(Duration timeout = 5s)
+    {
+        try {
+            return u"ok:"_qs
+                + runTask(client.generate(u"Say hi"_qs, timeout, [](QString) { return finishedTask(); }), 20s);
+        } catch (...) {
+            return describe(std::current_exception());
+        }
+    }
+    QList<QJsonObject> sent() const
+    {
+        QList<QJsonObject> messages;
+        for (const QByteArray& line : peers.input(peers.starts().value(0)[u"pid"_qs].toInteger()).split('\n')) {
+            if (!line.isEmpty())
+                messages << QJsonDocument::fromJson(line).object();
+        }
+        return messages;
+    }
+};
+
+TEST_F(CodexServer, ServesATurnAndPreparesTheNextThread)
+{
+    QStringList turn {
+        uR"(out {"method":"error","params":{"error":{"message":"Reconnecting... 2/5"},"willRetry":true}})"_qs,
+        codexDelta(u"OTHER"_qs, u"not ours"_qs), codexDelta(u"T1"_qs, u"Hi"_qs), codexDelta(u"T1"_qs, u" there!"_qs),
+        codexCompleted(u"completed"_qs), u"read-line"_qs, u"read-line"_qs,
+        uR"(out {"id":5.0,"result":{"thread":{"id":"T2"}}})"_qs, // an id as a floating-point number
+        // The next request: the same server, on the thread prepared for it.
+        u"read-line"_qs, uR"(reply "result":{"turn":{"id":"U2"}})"_qs, codexDelta(u"T2"_qs, u"Again"_qs),
+        uR"(out {"method":"turn/completed","params":{"threadId":"T2","turn":{"status":"completed"}}})"_qs,
+        u"read-line"_qs
+    };
+    // Notifications that arrive while a reply is awaited are kept, the last 256 of them.
+    for (int i = 0; i < 300; ++i)
+        turn.insert(
+            0, uR"(out {"method":"thread/status/changed","params":{"threadId":"T1"},"emittedAtMs":%1})"_qs.arg(i));
+    peers.script(codexServer(turn));
+    EXPECT_EQ(outcome(), u"ok:Hi there!"_qs);
+    ASSERT_TRUE(runUntil([&] { return client.preparedThreadID() == u"T2"_qs; }, 5s));
+    EXPECT_EQ(outcome(), u"ok:Again"_qs);
+    EXPECT_EQ(peers.starts().size(), 1);
+
+    const QList<QJsonObject> messages = sent();
+    ASSERT_GE(messages.size(), 6);
+    EXPECT_EQ(messages[0][u"method"_qs], u"initialize"_qs);
+    EXPECT_EQ(messages[0][u"params"_qs][u"clientInfo"_qs][u"name"_qs], u"brindlet"_qs);
+    EXPECT_EQ(messages[1], (QJsonObject { { u"method"_qs, u"initialized"_qs }, { u"params"_qs, QJsonObject {} } }));
+    EXPECT_EQ(messages[2][u"params"_qs][u"sandbox"_qs], u"read-only"_qs);
+    EXPECT_EQ(messages[2][u"params"_qs][u"config"_qs][u"model_reasoning_effort"_qs], u"none"_qs);
+    EXPECT_EQ(messages[3][u"params"_qs][u"input"_qs][0][u"text"_qs], u"Say hi"_qs);
+    EXPECT_EQ(messages[4][u"method"_qs], u"thread/unsubscribe"_qs);
+    EXPECT_EQ(messages[5][u"method"_qs], u"thread/start"_qs); // the next thread, prepared ahead
+    const QJsonArray arguments = peers.starts().value(0)[u"arguments"_qs].toArray();
+    EXPECT_EQ(arguments.last().toString(), u"--stdio"_qs);
+}
+
+// Every failure ends the server; the next request starts a new one.
+TEST_F(CodexServer, FailuresGiveTheServersWordsAndEndIt)
+{
+    const std::pair<QStringList, QString> rows[] = {
+        { { codexDelta(u"T1"_qs, u"Hi"_qs), codexCompleted(u"failed"_qs) },
+            u"Codex could not complete the request."_qs },
+        { { codexCompleted(u"failed"_qs, uR"({"message":"Quota exceeded"})"_qs) }, u"Quota exceeded"_qs },
+        { { uR"(out {"method":"error","params":{"error":{"message":"unexpected status 401"},"willRetry":false}})"_qs },
+            u"unexpected status 401"_qs },
+        { { codexCompleted(u"completed"_qs) }, u"The provider returned an empty response."_qs },
+        { { u"hang"_qs }, u"The provider did not respond within two minutes."_qs },
+    };
+    for (const auto& [turn, expected] : rows) {
+        peers.script(codexServer(turn + QStringList { u"hang"_qs }));
+        EXPECT_EQ(outcome(1s), expected);
+        EXPECT_FALSE(client.server());
+        EXPECT_FALSE(client.isGenerating());
+    }
+    // A reply that rejects the request.
+    peers.script({ u"read-line"_qs, uR"(reply "error":{"code":-32600,"message":"Not initialized"})"_qs, u"hang"_qs });
+    EXPECT_EQ(outcome(1s), u"Not initialized"_qs);
+    for (const qint64 pid : peers.processIDs())
+        EXPECT_TRUE(runUntil([&] { return AgentPeers::isGone(pid); }, 5s)) << pid;
+}
+
+// The service sends each agent provider its own way: Codex through its app server (and its
+// one-shot run when the server dies), Cursor and Gemini through their clients.
 TEST(AgentProviders, EachAnswersThroughTheServiceTheWayItShould)
 {
     AgentPeers peers { { u"codex"_qs, u"cursor-agent"_qs, u"gemini"_qs } };
     qputenv("BRINDLET_SANDBOX_EXEC", SANDBOX_EXEC_PATH);
     const auto unset = qScopeGuard([] { qunsetenv("BRINDLET_SANDBOX_EXEC"); });
-    // One script that every program understands in its own way.
-    peers.script({ u"if-arg --list-models exit 0"_qs, u"read-all"_qs, u"if-arg exec out Codex says hi"_qs,
-        u"if-arg exec exit 0"_qs, cursorDelta(u"Cursor says hi"_qs), geminiDelta(u"Gemini says hi"_qs),
-        uR"(out {"type":"result","subtype":"success","status":"success","is_error":false,"result":"Cursor says hi"})"_qs });
     AIProviderService service;
-    const std::pair<ProviderKind, QString> rows[] = { { ProviderKind::codex, u"Codex says hi"_qs },
-        { ProviderKind::cursor, u"Cursor says hi"_qs }, { ProviderKind::gemini, u"Gemini says hi"_qs } };
-    for (const auto& [kind, answer] : rows)
-        EXPECT_EQ(runTask(service.generate(u"Say hi"_qs, kind, {}, [](QString) { return finishedTask(); })), answer)
-            << wireName(kind).toStdString();
+    const auto ask = [&](ProviderKind kind) {
+        return runTask(service.generate(u"Say hi"_qs, kind, {}, [](QString) { return finishedTask(); }));
+    };
+    peers.script(
+        codexServer({ codexDelta(u"T1"_qs, u"Codex says hi"_qs), codexCompleted(u"completed"_qs), u"hang"_qs }));
+    EXPECT_EQ(ask(ProviderKind::codex), u"Codex says hi"_qs);
+
+    // A server that dies mid-turn: the one-shot run answers.
+    peers.script(codexServer({ codexDelta(u"T1"_qs, u"partial"_qs), u"crash"_qs })
+        + QStringList { u"if-arg exec read-all"_qs, u"if-arg exec out One-shot says hi"_qs });
+    AIProviderService fresh;
+    EXPECT_EQ(runTask(fresh.generate(u"Say hi"_qs, ProviderKind::codex, {}, [](QString) { return finishedTask(); })),
+        u"One-shot says hi"_qs);
+
+    peers.script({ u"if-arg --list-models exit 0"_qs, u"read-all"_qs, cursorDelta(u"Cursor says hi"_qs),
+        geminiDelta(u"Gemini says hi"_qs),
+        uR"(out {"type":"result","subtype":"success","status":"success","is_error":false,"result":"Cursor says hi"})"_qs });
+    EXPECT_EQ(ask(ProviderKind::cursor), u"Cursor says hi"_qs);
+    EXPECT_EQ(ask(ProviderKind::gemini), u"Gemini says hi"_qs);
 }
 
 } // namespace

@@ -7,12 +7,15 @@
 //       if-arg VALUE COMMAND            the command, only when VALUE is one of the arguments
 //       read-line | read-all            read one line, or all, of standard input
 //       out TEXT | raw TEXT | err TEXT  write a line to stdout, text to stdout, a line to stderr
+//       reply JSON                      a JSON-RPC answer to the last line read: JSON is an object
+//                                       without its braces, to which the line's "id" is added
 //       hex 0d 0a ...                  write raw bytes to stdout
 //       sleep MS | exit CODE | crash | hang | ignore-term
 //       fork-grandchild                 fork a child that ignores SIGTERM, keeps the pipes and
 //                                       waits forever; it records <pid>.grandchild
 //       flood-out BYTES | flood-err BYTES
 
+#include <cctype>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -98,6 +101,7 @@ int main(int argc, char** argv)
     const char* scriptPath = std::getenv("FAKE_AGENT_SCRIPT");
     std::ifstream script(scriptPath ? scriptPath : "");
     std::string line;
+    std::string lastLine; // the last line read, which a reply answers
     while (std::getline(script, line)) {
         // "if-arg VALUE COMMAND": the command runs only when VALUE is one of the arguments.
         while (line.rfind("if-arg ", 0) == 0) {
@@ -116,9 +120,23 @@ int main(int argc, char** argv)
             if (!std::getline(std::cin, input))
                 break;
             recordInput(input + "\n");
+            lastLine = input;
         } else if (command == "read-all") {
             std::string all((std::istreambuf_iterator<char>(std::cin)), std::istreambuf_iterator<char>());
             recordInput(all);
+        } else if (command == "reply") {
+            // The id as the request gave it, digits only: the client's ids are integers.
+            const std::size_t key = lastLine.find("\"id\":");
+            std::string id = "null";
+            if (key != std::string::npos) {
+                std::size_t end = key + 5;
+                while (end < lastLine.size()
+                    && (std::isdigit(static_cast<unsigned char>(lastLine[end])) || lastLine[end] == ' '))
+                    ++end;
+                id = lastLine.substr(key + 5, end - key - 5);
+            }
+            std::printf("{%s,\"id\":%s}\n", argument.c_str(), id.c_str());
+            std::fflush(stdout);
         } else if (command == "out") {
             std::printf("%s\n", argument.c_str());
             std::fflush(stdout);
