@@ -581,6 +581,70 @@ void AppModel::refreshOllamaModels()
     providerStatus_.refreshOllamaModels();
 }
 
+void AppModel::selectProvider(ProviderKind kind)
+{
+    setProvider(kind);
+    setStatusMessage(std::nullopt);
+    // Ollama asks for a model next; the others are ready to compose.
+    moveToPhase(kind == ProviderKind::ollama ? QuickHUDPhase::providerPicker : QuickHUDPhase::compose);
+    if (kind == ProviderKind::ollama && ollamaModels().isEmpty())
+        refreshOllamaModels();
+}
+
+void AppModel::selectOllamaModel(const QString& name, bool selectProvider, bool closePicker)
+{
+    const QString model = name.trimmed();
+    if (model.isEmpty())
+        return;
+    // A provider change to Ollama warms the model itself; a second preload would load it twice.
+    const bool preload = !(selectProvider && provider_ != ProviderKind::ollama);
+    services_.settings->setOllamaModel(model);
+    if (selectProvider)
+        setProvider(ProviderKind::ollama);
+    setStatusMessage(std::nullopt);
+    if (preload)
+        spawn(preloadQuietly(services_.providerService, currentConfiguration()));
+    if (closePicker && quickHUDPhase_ == QuickHUDPhase::providerPicker)
+        moveToPhase(QuickHUDPhase::compose);
+}
+
+Task<void> AppModel::preloadQuietly(AIProviding* providers, ProviderConfiguration configuration)
+{
+    try {
+        co_await providers->preloadOllamaModel(std::move(configuration));
+    } catch (...) {
+        // Warming up is best effort: the next request reports whatever is wrong.
+    }
+}
+
+void AppModel::setAnalyticsEnabled(bool value)
+{
+    services_.settings->setAnalyticsEnabled(value);
+    spawn(services_.analytics->setEnabled(value));
+}
+
+void AppModel::finishOnboarding()
+{
+    if (!isProviderReady())
+        return setStatusMessage(QStringLiteral("Choose a provider that is ready before finishing setup."));
+    services_.settings->setHasCompletedOnboarding(true);
+    AnalyticsDimensions dimensions;
+    dimensions.surface = QStringLiteral("onboarding");
+    record(AnalyticsEventType::onboardingCompleted, dimensions);
+    setOnboardingStep(0);
+    setStatusMessage(std::nullopt);
+    prepareInBackground(provider_);
+}
+
+void AppModel::restartOnboarding()
+{
+    services_.settings->setHasCompletedOnboarding(false);
+    setOnboardingStep(0);
+    setStatusMessage(std::nullopt);
+    refreshProviderReadiness();
+    openWorkspace();
+}
+
 // ---- shortcuts ----
 
 void AppModel::reregisterHotKeys()

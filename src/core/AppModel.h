@@ -209,9 +209,14 @@ public:
     void showQuickFixStatus(const QString& message, const std::optional<SelectionSnapshot>& snapshot, bool autoDismiss);
     void replaceWithFix(const QString& text, const GenerationRequest& request);
 
-    // Providers and shortcuts.
+    // Providers, setup and shortcuts.
+    Q_INVOKABLE void selectProvider(brindlet::ProviderKind kind);
+    Q_INVOKABLE void selectOllamaModel(const QString& name, bool selectProvider, bool closePicker);
     Q_INVOKABLE void refreshProviderReadiness();
     Q_INVOKABLE void refreshOllamaModels();
+    Q_INVOKABLE void setAnalyticsEnabled(bool value);
+    Q_INVOKABLE void finishOnboarding();
+    Q_INVOKABLE void restartOnboarding();
     Q_INVOKABLE void reregisterHotKeys();
     Q_INVOKABLE void setShortcut(const std::optional<HotKeyShortcut>& shortcut, GlobalHotKeyAction action);
 
@@ -291,6 +296,7 @@ private:
         std::optional<QString> outcome, bool includeDuration) const;
     ProviderConfiguration currentConfiguration() const;
     void prepareInBackground(ProviderKind kind);
+    static Task<void> preloadQuietly(AIProviding* providers, ProviderConfiguration configuration);
     void cancelTimedSteps();
 
     AppServices services_;

@@ -106,6 +106,53 @@ TEST_F(AppModelStart, ReadinessAnswersLandPerKindAndFillAnEmptyModel)
     EXPECT_TRUE(h.provider.calls.filter(u"preload"_qs).isEmpty()); // a refresh stores, it does not preload
 }
 
+// Choosing a model warms it exactly once: through the provider change when it also switches to
+// Ollama, by a preload otherwise; a name of blanks chooses nothing.
+TEST_F(AppModelStart, ChoosingAnOllamaModelWarmsItOnce)
+{
+    model.setProvider(ProviderKind::claude);
+    model.selectOllamaModel(u"  "_qs, true, true);
+    EXPECT_EQ(model.provider(), ProviderKind::claude);
+    drainEvents();
+    h.provider.calls.clear();
+    model.selectOllamaModel(u" qwen "_qs, true, true);
+    drainEvents();
+    EXPECT_EQ(h.settings.ollamaModel(), u"qwen"_qs);
+    EXPECT_EQ(h.provider.calls, (QStringList { u"prepare(ollama)"_qs }));
+    h.provider.calls.clear();
+    model.selectOllamaModel(u"llama3.2"_qs, false, false);
+    drainEvents();
+    EXPECT_EQ(h.provider.calls, (QStringList { u"preload(llama3.2)"_qs }));
+}
+
+// Setup ends only with a ready provider; starting it again forgets that it ended.
+TEST_F(AppModelStart, OnboardingFinishesOnlyWithAReadyProviderAndCanStartAgain)
+{
+    model.setProvider(ProviderKind::claude);
+    model.finishOnboarding();
+    EXPECT_EQ(model.statusMessage(), u"Choose a provider that is ready before finishing setup."_qs);
+    EXPECT_FALSE(h.settings.hasCompletedOnboarding());
+
+    h.provider.readinessAnswers[ProviderKind::claude] = { ProviderReadiness::State::ready, u"ok"_qs, {} };
+    model.refreshProviderReadiness();
+    drainEvents();
+    h.provider.calls.clear();
+    model.setOnboardingStep(3);
+    model.finishOnboarding();
+    drainEvents();
+    EXPECT_TRUE(h.settings.hasCompletedOnboarding());
+    EXPECT_EQ(model.onboardingStep(), 0);
+    EXPECT_EQ(h.analytics.typeNames().back(), u"ONBOARDING_COMPLETED"_qs);
+    EXPECT_EQ(h.provider.calls, (QStringList { u"prepare(claude)"_qs }));
+
+    model.restartOnboarding();
+    EXPECT_FALSE(h.settings.hasCompletedOnboarding());
+    EXPECT_EQ(model.providerReadiness().at(ProviderKind::claude).state, ProviderReadiness::State::checking);
+    model.setAnalyticsEnabled(false);
+    EXPECT_FALSE(h.settings.analyticsEnabled());
+    EXPECT_EQ(h.analytics.enabledChanges, std::vector<bool> { false });
+}
+
 TEST_F(AppModelStart, DuplicateShortcutsLoseToTheFirstActionInOrder)
 {
     h.settings.setShortcut(

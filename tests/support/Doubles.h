@@ -151,7 +151,12 @@ public:
         starts.push_back(enabled);
         return finishedTask();
     }
-    Task<void> setEnabled(bool) override { return finishedTask(); }
+    std::vector<bool> enabledChanges;
+    Task<void> setEnabled(bool value) override
+    {
+        enabledChanges.push_back(value);
+        return finishedTask();
+    }
     // Every word recorded outside the closed vocabulary, as "dimension=word".
     QStringList outOfVocabulary;
     Task<void> record(AnalyticsEventType type, AnalyticsDimensions dimensions) override;
