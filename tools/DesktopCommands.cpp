@@ -104,17 +104,6 @@ Task<void> replace(SelectionService* selection, QString text, SelectionSnapshot 
 
 } // namespace
 
-QString desktopProblemBeforeStart()
-{
-    if (qEnvironmentVariableIsEmpty("DISPLAY"))
-        return QStringLiteral("No X11 display: DISPLAY is not set. Capture and delivery need an X11 desktop; "
-                              "Wayland sessions are not supported yet.");
-    X11Desktop probe;
-    if (!probe.isConnected())
-        return QStringLiteral("The X11 display %1 cannot be opened.").arg(qEnvironmentVariable("DISPLAY"));
-    return QString();
-}
-
 void runDesktopCommand(const DesktopCommand& command, int* exitCode)
 {
     // The steps of a delivery are the application's log; a command reports only its outcome.

@@ -21,9 +21,6 @@ struct DesktopCommand {
     std::function<void(const std::exception_ptr&)> reportGenerationFailure;
 };
 
-// Whether a QGuiApplication can be made on an X11 display; otherwise the sentence that says why.
-QString desktopProblemBeforeStart();
-
 // Runs the command in the running QGuiApplication and sets the exit code, which a stop signal
 // may also set meanwhile.
 void runDesktopCommand(const DesktopCommand& command, int* exitCode);

@@ -8,6 +8,7 @@
 #include "domain/OllamaReadiness.h"
 #include "domain/Prompt.h"
 #include "domain/Utf8.h"
+#include "platform/linux/LinuxDesktop.h"
 #include "providers/AIProviderService.h"
 #include "providers/ChildProcesses.h"
 #include "providers/ManagedCLIProcess.h"
@@ -403,7 +404,7 @@ int main(int argc, char** argv)
     }
     const bool onDesktop = desktopCommands.contains(command);
     if (onDesktop) {
-        if (const QString problem = desktopProblemBeforeStart(); !problem.isEmpty()) {
+        if (const QString problem = LinuxDesktop::problemBeforeStart(); !problem.isEmpty()) {
             writeOut(stderr, QStringLiteral("brindlet-cli: %1\n").arg(problem));
             return exitFailure;
         }

@@ -69,6 +69,8 @@ class AppModel : public QObject {
     Q_PROPERTY(brindlet::ProviderKind provider READ provider WRITE setProvider NOTIFY providerChanged)
     Q_PROPERTY(bool isGenerating READ isGenerating NOTIFY isGeneratingChanged)
     Q_PROPERTY(std::optional<QString> statusMessage READ statusMessage NOTIFY statusMessageChanged)
+    // The status message for QML, which cannot read an optional: empty when there is none.
+    Q_PROPERTY(QString statusText READ statusText NOTIFY statusMessageChanged)
     Q_PROPERTY(bool accessibilityGranted READ accessibilityGranted NOTIFY accessibilityGrantedChanged)
     Q_PROPERTY(brindlet::SettingsSection settingsSection READ settingsSection WRITE setSettingsSection NOTIFY
             settingsSectionChanged)
@@ -109,6 +111,7 @@ public:
     brindlet::ProviderKind provider() const { return provider_; }
     bool isGenerating() const { return isGenerating_; }
     const std::optional<QString>& statusMessage() const { return statusMessage_; }
+    QString statusText() const { return statusMessage_.value_or(QString()); }
     bool accessibilityGranted() const { return accessibilityGranted_; }
     brindlet::SettingsSection settingsSection() const { return settingsSection_; }
     const std::optional<brindlet::GeneratedResultContext>& resultContext() const { return resultContext_; }

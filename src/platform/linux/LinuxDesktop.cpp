@@ -9,6 +9,17 @@ LinuxDesktop::LinuxDesktop()
 {
 }
 
+QString LinuxDesktop::problemBeforeStart()
+{
+    if (qEnvironmentVariableIsEmpty("DISPLAY"))
+        return QStringLiteral("No X11 display: DISPLAY is not set. Capture, delivery and global shortcuts need an X11 "
+                              "desktop; Wayland sessions are not supported yet.");
+    X11Desktop probe;
+    if (!probe.isConnected())
+        return QStringLiteral("The X11 display %1 cannot be opened.").arg(qEnvironmentVariable("DISPLAY"));
+    return QString();
+}
+
 QString LinuxDesktop::problem() const
 {
     if (!x11_.isConnected() || QGuiApplication::platformName() != u"xcb")

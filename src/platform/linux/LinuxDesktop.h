@@ -19,6 +19,9 @@ class LinuxDesktop {
 public:
     LinuxDesktop();
 
+    // Before any Qt GUI application exists: whether one can be made on an X11 display, or why not.
+    static QString problemBeforeStart();
+
     // Empty when the desktop can capture and deliver; otherwise why not.
     QString problem() const;
 

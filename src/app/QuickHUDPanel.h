@@ -1,0 +1,89 @@
+#pragma once
+
+// The Quick HUD on the desktop: one floating panel, drawn in QML, that the model drives through
+// the window coordinator. QuickHUDView is what the QML reads: the model's state in plain
+// strings and flags, since QML cannot read its optional and struct properties.
+
+#include "core/AppModel.h"
+#include "windows/WindowCoordinating.h"
+
+#include <QQuickView>
+
+namespace brindlet {
+
+class QuickHUDView : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(QString phase READ phase NOTIFY changed)
+    Q_PROPERTY(QString sourceTitle READ sourceTitle NOTIFY changed)
+    Q_PROPERTY(QString sourcePreview READ sourcePreview NOTIFY changed)
+    Q_PROPERTY(QString instructionPlaceholder READ instructionPlaceholder NOTIFY changed)
+    Q_PROPERTY(QString instruction READ instruction WRITE setInstruction NOTIFY changed)
+    Q_PROPERTY(QString generationPreview READ generationPreview NOTIFY changed)
+    Q_PROPERTY(QString result READ result NOTIFY changed)
+    Q_PROPERTY(QString statusText READ statusText NOTIFY changed)
+    Q_PROPERTY(QString deliveryLabel READ deliveryLabel NOTIFY changed)
+    Q_PROPERTY(QString attachedTo READ attachedTo NOTIFY changed)
+    Q_PROPERTY(QString providerName READ providerName NOTIFY changed)
+    Q_PROPERTY(bool isDelivering READ isDelivering NOTIFY changed)
+
+public:
+    explicit QuickHUDView(AppModel& model, QObject* parent = nullptr);
+
+    QString phase() const;
+    QString sourceTitle() const;
+    QString sourcePreview() const;
+    QString instructionPlaceholder() const;
+    QString instruction() const { return model_.instruction(); }
+    void setInstruction(const QString& value) { model_.setInstruction(value); }
+    QString generationPreview() const { return model_.generationPreview(); }
+    QString result() const { return model_.result(); }
+    QString statusText() const { return model_.statusText(); }
+    QString deliveryLabel() const { return model_.deliveryLabel(); }
+    QString attachedTo() const;
+    QString providerName() const { return model_.providerLabel(); }
+    bool isDelivering() const { return model_.isDelivering(); }
+
+    Q_INVOKABLE void generate() { model_.generate(); }
+    Q_INVOKABLE void close();
+    Q_INVOKABLE void cancel() { model_.userCancelGeneration(); }
+    // The prominent button of review: deliver, or copy when that is the resolved delivery.
+    Q_INVOKABLE void usePrimary();
+    Q_INVOKABLE void copy() { model_.copyResult(); }
+    Q_INVOKABLE void regenerate() { model_.regenerate(); }
+    Q_INVOKABLE void back() { model_.returnToCompose(); }
+
+signals:
+    void changed();
+
+private:
+    AppModel& model_;
+};
+
+class QuickHUDPanel final : public WindowCoordinating {
+public:
+    static constexpr int width = 520;
+
+    explicit QuickHUDPanel(AppModel& model);
+
+    void quickHUDPhaseDidChange(QuickHUDPhase phase) override;
+    void showQuickHUD(std::optional<Rect> bounds, std::optional<std::int32_t> processID) override;
+    void hideQuickHUD() override;
+    void showSelectionBubble(std::optional<Rect> bounds) override;
+    void hideSelectionBubble() override;
+    void closeApplicationWindows() override;
+    void bringWorkspaceForward() override;
+    void resignKeyboard() override;
+
+    QQuickView& view() { return view_; }
+
+private:
+    AppModel& model_;
+    QuickHUDView hudView_;
+    QQuickView view_;
+};
+
+// Where the panel goes: below the selection, or above it when there is no room below, kept on
+// the screen that holds the selection; centred in the upper third without one.
+QPoint panelPosition(const std::optional<Rect>& selection, const QSize& panel, const QRect& screen);
+
+} // namespace brindlet

@@ -1,0 +1,167 @@
+// brindlet: the application. A tray program on the Linux desktop with the Quick HUD, wired to
+// the real backends: X11 and AT-SPI for the desktop, the provider service, the settings file.
+
+#include "NoAnalytics.h"
+#include "QuickHUDPanel.h"
+#include "SingleInstance.h"
+#include "core/AppModel.h"
+#include "platform/linux/LinuxDesktop.h"
+#include "platform/linux/X11HotKeys.h"
+#include "providers/AIProviderService.h"
+#include "providers/ChildProcesses.h"
+#include "providers/ManagedCLIProcess.h"
+#include "selection/SelectionService.h"
+#include "settings/JsonFileDefaultsStore.h"
+#include "settings/SettingsStore.h"
+#include "tasks/Runtime.h"
+
+#include <QApplication>
+#include <QMenu>
+#include <QPainter>
+#include <QSocketNotifier>
+#include <QSystemTrayIcon>
+
+#include <csignal>
+#include <cstdio>
+#include <fcntl.h>
+#include <unistd.h>
+
+using namespace brindlet;
+
+namespace {
+
+void say(FILE* stream, const QString& text)
+{
+    std::fprintf(stream, "%s\n", text.toUtf8().constData());
+    std::fflush(stream);
+}
+
+// SIGTERM, SIGINT and SIGHUP end the program the orderly way, through the event loop.
+int stopPipe[2] = { -1, -1 };
+
+void quitOnSignals()
+{
+    if (::pipe2(stopPipe, O_CLOEXEC | O_NONBLOCK) != 0)
+        return;
+    auto* notifier = new QSocketNotifier(stopPipe[0], QSocketNotifier::Read, qApp);
+    QObject::connect(notifier, &QSocketNotifier::activated, qApp, [] { QCoreApplication::quit(); });
+    for (int signal : { SIGTERM, SIGINT, SIGHUP }) {
+        struct sigaction action { };
+        action.sa_handler = [](int) { (void)!::write(stopPipe[1], "x", 1); };
+        ::sigaction(signal, &action, nullptr);
+    }
+}
+
+QIcon brindletMark()
+{
+    QPixmap pixmap(64, 64);
+    pixmap.fill(Qt::transparent);
+    QPainter painter(&pixmap);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setBrush(QColor(0x8a, 0x5a, 0x2b));
+    painter.setPen(Qt::NoPen);
+    painter.drawEllipse(4, 4, 56, 56);
+    painter.setPen(Qt::white);
+    QFont font = painter.font();
+    font.setPixelSize(38);
+    font.setBold(true);
+    painter.setFont(font);
+    painter.drawText(pixmap.rect(), Qt::AlignCenter, QStringLiteral("B"));
+    return QIcon(pixmap);
+}
+
+// An action's name, two spaces, and its shortcut or "Off".
+QString menuTitle(const QString& name, const std::optional<HotKeyShortcut>& shortcut)
+{
+    return name + QStringLiteral("  ") + (shortcut ? shortcut->displayText() : QStringLiteral("Off"));
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    if (const QString problem = LinuxDesktop::problemBeforeStart(); !problem.isEmpty()) {
+        say(stderr, QStringLiteral("brindlet: ") + problem);
+        return 1;
+    }
+    qputenv("QT_QPA_PLATFORM", "xcb");
+    QApplication app(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("Brindlet"));
+    QApplication::setApplicationVersion(QStringLiteral(BRINDLET_VERSION));
+    QApplication::setQuitOnLastWindowClosed(false); // closing the HUD never quits
+
+    SingleInstance instance;
+    if (QApplication::arguments().contains(u"--quit"_qs)) {
+        if (!instance.handOverToRunningInstance("quit"))
+            say(stderr, QStringLiteral("brindlet: Brindlet is not running."));
+        return 0;
+    }
+    if (instance.handOverToRunningInstance()) {
+        say(stdout, QStringLiteral("Brindlet is already running; it opens its quick actions."));
+        return 0;
+    }
+    instance.listen();
+    QObject::connect(&instance, &SingleInstance::quitRequested, &app, &QApplication::quit);
+
+    LinuxDesktop desktop;
+    if (const QString problem = desktop.problem(); !problem.isEmpty()) {
+        say(stderr, QStringLiteral("brindlet: ") + problem);
+        return 1;
+    }
+    if (!desktop.accessibility().isProcessTrusted()) {
+        desktop.accessibility().isProcessTrustedWithPrompt();
+        say(stderr,
+            QStringLiteral("Accessibility was off and is now switched on. Applications started before now (Qt "
+                           "applications in particular) must be restarted before Brindlet can read their text."));
+    }
+
+    JsonFileDefaultsStore defaults;
+    SettingsStore settings(defaults);
+    SelectionService selection({ &desktop.accessibility(), &desktop.x11(), &desktop.x11(), &desktop.log(),
+        &desktop.pasteboard(), &desktop.x11() });
+    AIProviderService providers;
+    X11HotKeys hotKeys;
+    NoAnalytics analytics;
+    AppModel model({ &settings, &desktop.accessibility(), &selection, &providers, &hotKeys, &analytics,
+        &desktop.pasteboard(), &desktop.x11(), nullptr });
+    QuickHUDPanel panel(model);
+    model.setWindows(&panel);
+    // Until the workspace window exists, a second launch opens the quick actions.
+    QObject::connect(&instance, &SingleInstance::reopenRequested, &model,
+        [&model] { model.presentQuickHUD(QuickHUDTrigger::menuBar); });
+
+    QMenu menu(QStringLiteral("Brindlet"));
+    QAction* quickCommand = menu.addAction(QString());
+    QAction* quickFix = menu.addAction(QString());
+    menu.addSeparator();
+    QAction* quit = menu.addAction(QStringLiteral("Quit Brindlet Completely"));
+    QObject::connect(&menu, &QMenu::aboutToShow, &menu, [&] {
+        quickCommand->setText(
+            menuTitle(QStringLiteral("Quick Command"), settings.shortcut(GlobalHotKeyAction::quickCommand)));
+        quickFix->setText(menuTitle(QStringLiteral("Quick Fix"), settings.shortcut(GlobalHotKeyAction::quickFix)));
+    });
+    QObject::connect(
+        quickCommand, &QAction::triggered, &model, [&model] { model.presentQuickHUD(QuickHUDTrigger::menuBar); });
+    QObject::connect(quickFix, &QAction::triggered, &model, [&model] { model.startQuickFix(); });
+    QObject::connect(quit, &QAction::triggered, &app, &QApplication::quit);
+    QSystemTrayIcon tray(brindletMark());
+    tray.setToolTip(QStringLiteral("Brindlet"));
+    tray.setContextMenu(&menu);
+    if (QSystemTrayIcon::isSystemTrayAvailable())
+        tray.show();
+    else
+        say(stderr,
+            QStringLiteral("This desktop has no system tray: Brindlet runs without its menu. Its shortcuts work, and "
+                           "brindlet --quit ends it."));
+
+    quitOnSignals();
+    model.start();
+    say(stdout, QStringLiteral("Brindlet is running."));
+    const int code = QApplication::exec();
+
+    // Nothing Brindlet started outlives it: tasks end, and every agent program with them.
+    cancelAllTasks();
+    finishAllTasks(std::chrono::seconds(2));
+    ChildProcesses::shared().endAll(ManagedCLIProcess::killDelay);
+    return code;
+}

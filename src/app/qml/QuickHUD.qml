@@ -1,0 +1,186 @@
+// The Quick HUD: one panel whose content follows the model's phase. Every control has an
+// accessible name, and the keyboard reaches everything: Ctrl+Return generates, Return uses the
+// result, Escape closes.
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+
+Rectangle {
+    id: root
+    width: 520
+    height: column.implicitHeight + 32
+    radius: 20
+    color: palette.window
+    border.color: palette.mid
+    Accessible.role: Accessible.Pane
+    Accessible.name: "Brindlet quick actions"
+
+    Shortcut {
+        sequences: [StandardKey.Cancel]
+        enabled: ["compose", "review", "quickFixStatus"].indexOf(hud.phase) >= 0
+        onActivated: hud.close()
+    }
+    Shortcut {
+        sequences: ["Ctrl+Return", "Ctrl+Enter"]
+        enabled: hud.phase === "compose"
+        onActivated: hud.generate()
+    }
+    Shortcut {
+        sequences: ["Return", "Enter"]
+        enabled: hud.phase === "review" && !hud.isDelivering
+        onActivated: hud.usePrimary()
+    }
+
+    ColumnLayout {
+        id: column
+        anchors.fill: parent
+        anchors.margins: 16
+        spacing: 10
+
+        // compose
+        ColumnLayout {
+            visible: hud.phase === "compose"
+            Layout.fillWidth: true
+            RowLayout {
+                Layout.fillWidth: true
+                ColumnLayout {
+                    Layout.fillWidth: true
+                    Label { text: hud.sourceTitle; font.bold: true }
+                    Label {
+                        text: hud.sourcePreview
+                        elide: Text.ElideRight
+                        Layout.fillWidth: true
+                        maximumLineCount: 2
+                        wrapMode: Text.WordWrap
+                    }
+                }
+                Button {
+                    text: "Close"
+                    Accessible.name: "Close quick actions"
+                    ToolTip.text: "Close quick actions"
+                    onClicked: hud.close()
+                }
+            }
+            TextArea {
+                id: instruction
+                Layout.fillWidth: true
+                placeholderText: hud.instructionPlaceholder
+                text: hud.instruction
+                wrapMode: TextEdit.Wrap
+                Accessible.name: "Instruction"
+                focus: hud.phase === "compose"
+                onTextChanged: if (text !== hud.instruction) hud.instruction = text
+                onVisibleChanged: if (visible) forceActiveFocus()
+            }
+            RowLayout {
+                Layout.fillWidth: true
+                Label { text: hud.providerName; Accessible.name: "Provider: " + hud.providerName }
+                Item { Layout.fillWidth: true }
+                Button {
+                    text: "Generate"
+                    highlighted: true
+                    Accessible.name: "Generate"
+                    onClicked: hud.generate()
+                }
+            }
+        }
+
+        // generating
+        ColumnLayout {
+            visible: hud.phase === "generating"
+            Layout.fillWidth: true
+            Label { text: hud.generationPreview.length > 0 ? "Writing…" : "Connecting…"; font.bold: true }
+            Label { text: "You can review and edit the complete result before using it." }
+            BusyIndicator { running: parent.visible; implicitHeight: 24; implicitWidth: 24 }
+            Label {
+                Layout.fillWidth: true
+                wrapMode: Text.WordWrap
+                text: hud.generationPreview.length > 0 ? hud.generationPreview : "Waiting for the first words…"
+                Accessible.name: "Preview"
+            }
+            Button { text: "Cancel"; Accessible.name: "Cancel"; onClicked: hud.cancel() }
+        }
+
+        // quickFixGenerating
+        ColumnLayout {
+            visible: hud.phase === "quickFixGenerating"
+            Layout.fillWidth: true
+            Label { text: hud.isDelivering ? "Replacing selection…" : "Fixing writing…"; font.bold: true }
+            Label { text: hud.sourceTitle.indexOf("Selected in ") === 0 ? hud.sourceTitle : hud.providerName }
+            Button { text: "Cancel"; Accessible.name: "Cancel"; onClicked: hud.cancel() }
+        }
+
+        // quickFixStatus
+        RowLayout {
+            visible: hud.phase === "quickFixStatus"
+            Layout.fillWidth: true
+            Label {
+                Layout.fillWidth: true
+                wrapMode: Text.WordWrap
+                text: hud.statusText.length > 0 ? hud.statusText : "Quick Fix could not continue."
+            }
+            Button { text: "Close Quick Fix"; Accessible.name: "Close Quick Fix"; onClicked: hud.close() }
+        }
+
+        // review
+        ColumnLayout {
+            visible: hud.phase === "review"
+            Layout.fillWidth: true
+            RowLayout {
+                Layout.fillWidth: true
+                Button {
+                    text: "Back"
+                    Accessible.name: "Back to quick actions"
+                    ToolTip.text: "Returns to the quick actions while keeping this result"
+                    onClicked: hud.back()
+                }
+                ColumnLayout {
+                    Layout.fillWidth: true
+                    Label { text: "Ready to review"; font.bold: true }
+                    Label { text: hud.attachedTo; visible: hud.attachedTo.length > 0 }
+                }
+                Button { text: "Close"; Accessible.name: "Close quick actions"; onClicked: hud.close() }
+            }
+            Label {
+                Layout.fillWidth: true
+                wrapMode: Text.WordWrap
+                text: hud.result
+                Accessible.name: "Result"
+            }
+            RowLayout {
+                Layout.fillWidth: true
+                Button { text: "Regenerate"; Accessible.name: "Regenerate"; onClicked: hud.regenerate() }
+                Button {
+                    text: "Copy"
+                    visible: hud.deliveryLabel !== "Copy"
+                    Accessible.name: "Copy"
+                    onClicked: hud.copy()
+                }
+                Item { Layout.fillWidth: true }
+                Button {
+                    text: hud.isDelivering ? "Returning…" : hud.deliveryLabel
+                    highlighted: true
+                    Accessible.name: hud.deliveryLabel
+                    onClicked: hud.usePrimary()
+                }
+            }
+        }
+
+        // confirmation
+        Label {
+            visible: hud.phase === "confirmation"
+            text: hud.statusText.length > 0 ? hud.statusText : "Done"
+            font.bold: true
+        }
+
+        // The status line of every phase that has one.
+        Label {
+            visible: hud.statusText.length > 0 && ["compose", "review", "generating"].indexOf(hud.phase) >= 0
+            Layout.fillWidth: true
+            wrapMode: Text.WordWrap
+            text: hud.statusText
+            color: "#b3261e"
+            Accessible.name: hud.statusText
+        }
+    }
+}
