@@ -1,5 +1,6 @@
 #include "QuickHUDPanel.h"
 
+#include <QCursor>
 #include <QGuiApplication>
 #include <QMetaEnum>
 #include <QQmlContext>
@@ -8,8 +9,6 @@
 namespace brindlet {
 
 namespace {
-constexpr int gap = 8;
-
 bool takesKeyboard(QuickHUDPhase phase)
 {
     // Quick Fix runs over the user's document: its panel only reports.
@@ -91,33 +90,55 @@ QuickHUDPanel::QuickHUDPanel(AppModel& model)
 {
     view_.setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
     view_.setTitle(QStringLiteral("Brindlet quick actions"));
-    view_.setResizeMode(QQuickView::SizeViewToRootObject);
+    view_.setResizeMode(QQuickView::SizeRootObjectToView);
     view_.rootContext()->setContextProperty(QStringLiteral("hud"), &hudView_);
     view_.setSource(QUrl(QStringLiteral("qrc:/brindlet/qml/QuickHUD.qml")));
 }
 
-QPoint panelPosition(const std::optional<Rect>& selection, const QSize& panel, const QRect& screen)
+namespace {
+
+// The one seam between Qt's coordinates and the design's two spaces. On X11, Qt's global
+// coordinates are the accessibility space (the root window, origin top left); the window space
+// has its origin at the bottom left of the primary screen. The flip is its own inverse.
+double flipLine()
 {
-    if (!selection)
-        return { screen.x() + (screen.width() - panel.width()) / 2,
-            screen.y() + screen.height() / 3 - panel.height() / 2 };
-    int x = int(selection->x);
-    int y = int(selection->y + selection->height) + gap;
-    if (y + panel.height() > screen.bottom())
-        y = int(selection->y) - gap - panel.height();
-    x = std::clamp(x, screen.left(), std::max(screen.left(), screen.right() - panel.width()));
-    y = std::clamp(y, screen.top(), std::max(screen.top(), screen.bottom() - panel.height()));
-    return { x, y };
+    const QRect primary = QGuiApplication::primaryScreen()->geometry();
+    return primary.y() + primary.height();
+}
+
+QRectF flipped(const QRectF& rectangle)
+{
+    return QRectF(
+        rectangle.x(), flipLine() - (rectangle.y() + rectangle.height()), rectangle.width(), rectangle.height());
+}
+
+QuickHUDAnchor anchorFor(const std::optional<Rect>& bounds)
+{
+    std::vector<DisplayGeometry> displays;
+    QList<QRectF> visibleFrames;
+    for (const QScreen* screen : QGuiApplication::screens()) {
+        displays.push_back({ QRectF(screen->geometry()), flipped(QRectF(screen->geometry())) });
+        visibleFrames.append(flipped(QRectF(screen->availableGeometry())));
+    }
+    const QPoint pointer = QCursor::pos();
+    return resolveAnchor(bounds, displays, visibleFrames, QPointF(pointer.x(), flipLine() - pointer.y()));
+}
+
+} // namespace
+
+void QuickHUDPanel::layOut(QuickHUDPhase phase)
+{
+    if (!anchor_)
+        anchor_ = anchorFor(std::nullopt);
+    const QSizeF size = panelSize(phase, model_.hasResult(), model_.result().size());
+    view_.setGeometry(flipped(frameForPhase(phase, size, *anchor_, stable_)).toRect());
 }
 
 void QuickHUDPanel::showQuickHUD(std::optional<Rect> bounds, std::optional<std::int32_t>)
 {
-    QScreen* screen = QGuiApplication::primaryScreen();
-    if (bounds) {
-        if (QScreen* holding = QGuiApplication::screenAt(QPoint(int(bounds->x), int(bounds->y))))
-            screen = holding;
-    }
-    view_.setPosition(panelPosition(bounds, view_.size(), screen->geometry()));
+    anchor_ = anchorFor(bounds);
+    stable_.reset();
+    layOut(model_.quickHUDPhase());
     quickHUDPhaseDidChange(model_.quickHUDPhase());
     view_.show();
     if (takesKeyboard(model_.quickHUDPhase()))
@@ -127,11 +148,15 @@ void QuickHUDPanel::showQuickHUD(std::optional<Rect> bounds, std::optional<std::
 void QuickHUDPanel::quickHUDPhaseDidChange(QuickHUDPhase phase)
 {
     view_.setFlag(Qt::WindowDoesNotAcceptFocus, !takesKeyboard(phase));
+    if (view_.isVisible())
+        layOut(phase);
 }
 
 void QuickHUDPanel::hideQuickHUD()
 {
     view_.hide();
+    anchor_.reset();
+    stable_.reset();
 }
 
 void QuickHUDPanel::showSelectionBubble(std::optional<Rect>)

@@ -5,6 +5,7 @@
 // strings and flags, since QML cannot read its optional and struct properties.
 
 #include "core/AppModel.h"
+#include "windows/HUDPlacement.h"
 #include "windows/WindowCoordinating.h"
 
 #include <QQuickView>
@@ -61,8 +62,6 @@ private:
 
 class QuickHUDPanel final : public WindowCoordinating {
 public:
-    static constexpr int width = 520;
-
     explicit QuickHUDPanel(AppModel& model);
 
     void quickHUDPhaseDidChange(QuickHUDPhase phase) override;
@@ -77,13 +76,14 @@ public:
     QQuickView& view() { return view_; }
 
 private:
+    void layOut(QuickHUDPhase phase);
+
     AppModel& model_;
     QuickHUDView hudView_;
     QQuickView view_;
+    // One showing: where it is anchored and which edge stays put.
+    std::optional<QuickHUDAnchor> anchor_;
+    std::optional<QuickHUDStablePlacement> stable_;
 };
-
-// Where the panel goes: below the selection, or above it when there is no room below, kept on
-// the screen that holds the selection; centred in the upper third without one.
-QPoint panelPosition(const std::optional<Rect>& selection, const QSize& panel, const QRect& screen);
 
 } // namespace brindlet

@@ -7,9 +7,9 @@ import QtQuick.Layouts
 
 Rectangle {
     id: root
-    width: 520
-    height: column.implicitHeight + 32
-    radius: 20
+    // The coordinator sizes the panel for each phase; the content fits or is clipped.
+    clip: true
+    radius: hud.phase === "bubble" ? 15 : 20
     color: palette.window
     border.color: palette.mid
     Accessible.role: Accessible.Pane
@@ -33,7 +33,9 @@ Rectangle {
 
     ColumnLayout {
         id: column
-        anchors.fill: parent
+        anchors.top: parent.top
+        anchors.left: parent.left
+        anchors.right: parent.right
         anchors.margins: 16
         spacing: 10
 
