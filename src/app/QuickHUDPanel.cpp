@@ -88,11 +88,20 @@ QuickHUDPanel::QuickHUDPanel(AppModel& model)
     : model_(model)
     , hudView_(model)
 {
-    view_.setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
-    view_.setTitle(QStringLiteral("Brindlet quick actions"));
-    view_.setResizeMode(QQuickView::SizeRootObjectToView);
-    view_.rootContext()->setContextProperty(QStringLiteral("hud"), &hudView_);
-    view_.setSource(QUrl(QStringLiteral("qrc:/brindlet/qml/QuickHUD.qml")));
+}
+
+QQuickView& QuickHUDPanel::view()
+{
+    // Made at first need and then kept: an idle program carries no QML scene.
+    if (!view_) {
+        view_ = std::make_unique<QQuickView>();
+        view_->setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
+        view_->setTitle(QStringLiteral("Brindlet quick actions"));
+        view_->setResizeMode(QQuickView::SizeRootObjectToView);
+        view_->rootContext()->setContextProperty(QStringLiteral("hud"), &hudView_);
+        view_->setSource(QUrl(QStringLiteral("qrc:/brindlet/qml/QuickHUD.qml")));
+    }
+    return *view_;
 }
 
 namespace {
@@ -131,7 +140,7 @@ void QuickHUDPanel::layOut(QuickHUDPhase phase)
     if (!anchor_)
         anchor_ = anchorFor(std::nullopt);
     const QSizeF size = panelSize(phase, model_.hasResult(), model_.result().size());
-    view_.setGeometry(flipped(frameForPhase(phase, size, *anchor_, stable_)).toRect());
+    view().setGeometry(flipped(frameForPhase(phase, size, *anchor_, stable_)).toRect());
 }
 
 void QuickHUDPanel::showQuickHUD(std::optional<Rect> bounds, std::optional<std::int32_t>)
@@ -140,21 +149,24 @@ void QuickHUDPanel::showQuickHUD(std::optional<Rect> bounds, std::optional<std::
     stable_.reset();
     layOut(model_.quickHUDPhase());
     quickHUDPhaseDidChange(model_.quickHUDPhase());
-    view_.show();
+    view().show();
     if (takesKeyboard(model_.quickHUDPhase()))
-        view_.requestActivate();
+        view().requestActivate();
 }
 
 void QuickHUDPanel::quickHUDPhaseDidChange(QuickHUDPhase phase)
 {
-    view_.setFlag(Qt::WindowDoesNotAcceptFocus, !takesKeyboard(phase));
-    if (view_.isVisible())
+    if (!view_)
+        return;
+    view_->setFlag(Qt::WindowDoesNotAcceptFocus, !takesKeyboard(phase));
+    if (view_->isVisible())
         layOut(phase);
 }
 
 void QuickHUDPanel::hideQuickHUD()
 {
-    view_.hide();
+    if (view_)
+        view_->hide();
     anchor_.reset();
     stable_.reset();
 }
@@ -168,7 +180,8 @@ void QuickHUDPanel::hideSelectionBubble() { }
 
 void QuickHUDPanel::closeApplicationWindows()
 {
-    view_.hide();
+    if (view_)
+        view_->hide();
 }
 
 void QuickHUDPanel::bringWorkspaceForward()
@@ -179,7 +192,8 @@ void QuickHUDPanel::bringWorkspaceForward()
 void QuickHUDPanel::resignKeyboard()
 {
     // The panel stays on screen; the source application takes the focus when it is activated.
-    view_.setFlag(Qt::WindowDoesNotAcceptFocus, true);
+    if (view_)
+        view_->setFlag(Qt::WindowDoesNotAcceptFocus, true);
 }
 
 } // namespace brindlet

@@ -73,14 +73,13 @@ public:
     void bringWorkspaceForward() override;
     void resignKeyboard() override;
 
-    QQuickView& view() { return view_; }
-
 private:
+    QQuickView& view();
     void layOut(QuickHUDPhase phase);
 
     AppModel& model_;
     QuickHUDView hudView_;
-    QQuickView view_;
+    std::unique_ptr<QQuickView> view_;
     // One showing: where it is anchored and which edge stays put.
     std::optional<QuickHUDAnchor> anchor_;
     std::optional<QuickHUDStablePlacement> stable_;

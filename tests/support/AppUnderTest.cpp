@@ -1,0 +1,95 @@
+#include "AppUnderTest.h"
+
+#include "EventLoop.h"
+#include "settings/JsonFileDefaultsStore.h"
+
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+
+#include <vector>
+
+namespace brindlet::test {
+
+AppUnderTest::AppUnderTest(const QString& ollamaURL)
+{
+    JsonFileDefaultsStore defaults(configHome_.filePath(QStringLiteral("Brindlet/defaults.json")));
+    defaults.apply({ { QStringLiteral("defaultProvider"), DefaultsValue(QStringLiteral("ollama")) },
+        { QStringLiteral("ollamaURL"), DefaultsValue(ollamaURL) },
+        { QStringLiteral("ollamaModel"), DefaultsValue(QStringLiteral("m")) },
+        { QStringLiteral("hasCompletedOnboarding"), DefaultsValue(true) } });
+    QObject::connect(
+        &process_, &QProcess::readyReadStandardOutput, [this] { output_ += process_.readAllStandardOutput(); });
+}
+
+AppUnderTest::~AppUnderTest()
+{
+    process_.disconnect();
+    if (process_.state() != QProcess::NotRunning) {
+        process_.kill();
+        process_.waitForFinished();
+    }
+}
+
+QProcessEnvironment AppUnderTest::environment() const
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), configHome_.path());
+    environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+    return environment;
+}
+
+bool AppUnderTest::start()
+{
+    process_.setProcessEnvironment(environment());
+    process_.start(QStringLiteral(BRINDLET_APP_PATH));
+    return process_.waitForStarted()
+        && runUntil([&] { return output_.contains("Brindlet is running."); }, std::chrono::seconds(20));
+}
+
+int AppUnderTest::launchAgain(const QStringList& arguments)
+{
+    QProcess again;
+    again.setProcessEnvironment(environment());
+    again.start(QStringLiteral(BRINDLET_APP_PATH), arguments);
+    runUntil([&] { return again.state() == QProcess::NotRunning; }, std::chrono::seconds(10));
+    return again.exitStatus() == QProcess::NormalExit ? again.exitCode() : -1;
+}
+
+std::optional<QRect> visibleWindowTitled(const QByteArray& title)
+{
+    Display* display = XOpenDisplay(nullptr);
+    if (!display)
+        return std::nullopt;
+    // Windows come and go during the walk; asking about one that went is no reason to stop.
+    const auto previous = XSetErrorHandler([](Display*, XErrorEvent*) { return 0; });
+    std::optional<QRect> found;
+    std::vector<Window> pending { DefaultRootWindow(display) };
+    while (!pending.empty() && !found) {
+        const Window window = pending.back();
+        pending.pop_back();
+        char* name = nullptr;
+        XWindowAttributes attributes {};
+        if (XFetchName(display, window, &name) && name && QByteArray(name) == title
+            && XGetWindowAttributes(display, window, &attributes) && attributes.map_state == IsViewable) {
+            int x = 0, y = 0;
+            Window child = 0;
+            XTranslateCoordinates(display, window, DefaultRootWindow(display), 0, 0, &x, &y, &child);
+            found = QRect(x, y, attributes.width, attributes.height);
+        }
+        if (name)
+            XFree(name);
+        Window root = 0, parent = 0;
+        Window* children = nullptr;
+        unsigned int count = 0;
+        if (XQueryTree(display, window, &root, &parent, &children, &count)) {
+            pending.insert(pending.end(), children, children + count);
+            if (children)
+                XFree(children);
+        }
+    }
+    XCloseDisplay(display);
+    XSetErrorHandler(previous);
+    return found;
+}
+
+} // namespace brindlet::test

@@ -1,0 +1,39 @@
+#pragma once
+
+// The brindlet application (BRINDLET_APP_PATH) on the private desktop, with settings of its own
+// that point it at a fake Ollama, and the helpers to watch it from outside.
+
+#include <QByteArray>
+#include <QProcess>
+#include <QRect>
+#include <QTemporaryDir>
+
+#include <optional>
+
+namespace brindlet::test {
+
+class AppUnderTest {
+public:
+    // Writes the settings: Ollama at this address with the model "m", setup finished.
+    explicit AppUnderTest(const QString& ollamaURL);
+    ~AppUnderTest();
+
+    // Starts it and waits until it says it is running; false if it never did.
+    bool start();
+    // Another launch with the same settings, for hand-over; returns its exit code.
+    int launchAgain(const QStringList& arguments = {});
+    QProcess& process() { return process_; }
+
+private:
+    QProcessEnvironment environment() const;
+
+    QTemporaryDir configHome_;
+    QProcess process_;
+    QByteArray output_;
+};
+
+// A window on screen with this title, and where: found from the root down, since the window
+// manager frames each top-level window.
+std::optional<QRect> visibleWindowTitled(const QByteArray& title);
+
+} // namespace brindlet::test
