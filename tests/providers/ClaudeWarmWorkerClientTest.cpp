@@ -199,7 +199,13 @@ TEST_F(ClaudeFallback, AWorkerThatDiesIsReplacedByOneShotRunWithOnePreview)
     EXPECT_EQ(outcome(), u"ok:One-shot answer"_qs);
     EXPECT_EQ(previews, (QStringList { u"partial"_qs, u"One-shot answer"_qs }));
     EXPECT_EQ(oneShotRuns(), 1);
-    // Neither run may ask the model a second time to name its session.
+    // Neither run may ask the model a second time to name its session. The worker warming up
+    // meanwhile may still be writing its record.
+    runUntil([&] {
+        const auto starts = peers.starts();
+        return std::all_of(
+            starts.begin(), starts.end(), [](const QJsonObject& start) { return start.contains(u"environment"_qs); });
+    });
     for (const QJsonObject& start : peers.starts())
         EXPECT_EQ(start[u"environment"_qs][u"CLAUDE_CODE_DISABLE_NONESSENTIAL_TRAFFIC"_qs].toString(), u"1"_qs);
 }

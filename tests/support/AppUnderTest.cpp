@@ -10,15 +10,21 @@
 
 namespace brindlet::test {
 
-AppUnderTest::AppUnderTest(const QString& ollamaURL)
+AppUnderTest::AppUnderTest()
 {
-    JsonFileDefaultsStore defaults(configHome_.filePath(QStringLiteral("Brindlet/defaults.json")));
+    QObject::connect(
+        &process_, &QProcess::readyReadStandardOutput, [this] { output_ += process_.readAllStandardOutput(); });
+}
+
+AppUnderTest::AppUnderTest(const QString& ollamaURL)
+    : AppUnderTest()
+{
+    configHome_.emplace();
+    JsonFileDefaultsStore defaults(configHome_->filePath(QStringLiteral("Brindlet/defaults.json")));
     defaults.apply({ { QStringLiteral("defaultProvider"), DefaultsValue(QStringLiteral("ollama")) },
         { QStringLiteral("ollamaURL"), DefaultsValue(ollamaURL) },
         { QStringLiteral("ollamaModel"), DefaultsValue(QStringLiteral("m")) },
         { QStringLiteral("hasCompletedOnboarding"), DefaultsValue(true) } });
-    QObject::connect(
-        &process_, &QProcess::readyReadStandardOutput, [this] { output_ += process_.readAllStandardOutput(); });
 }
 
 AppUnderTest::~AppUnderTest()
@@ -33,7 +39,8 @@ AppUnderTest::~AppUnderTest()
 QProcessEnvironment AppUnderTest::environment() const
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("XDG_CONFIG_HOME"), configHome_.path());
+    if (configHome_)
+        environment.insert(QStringLiteral("XDG_CONFIG_HOME"), configHome_->path());
     environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
     return environment;
 }

@@ -14,8 +14,10 @@ namespace brindlet::test {
 
 class AppUnderTest {
 public:
-    // Writes the settings: Ollama at this address with the model "m", setup finished.
+    // Writes settings of its own: Ollama at this address with the model "m", setup finished.
     explicit AppUnderTest(const QString& ollamaURL);
+    // With the user's own settings, as the user would start it.
+    AppUnderTest();
     ~AppUnderTest();
 
     // Starts it and waits until it says it is running; false if it never did.
@@ -27,7 +29,7 @@ public:
 private:
     QProcessEnvironment environment() const;
 
-    QTemporaryDir configHome_;
+    std::optional<QTemporaryDir> configHome_;
     QProcess process_;
     QByteArray output_;
 };
