@@ -24,7 +24,8 @@ QuickHUDView::QuickHUDView(AppModel& model, QObject* parent)
     for (const char* signal : { SIGNAL(quickHUDPhaseChanged()), SIGNAL(snapshotChanged()),
              SIGNAL(workingSourceTextChanged()), SIGNAL(instructionChanged()), SIGNAL(generationPreviewChanged()),
              SIGNAL(resultChanged()), SIGNAL(statusMessageChanged()), SIGNAL(resultContextChanged()),
-             SIGNAL(isDeliveringChanged()), SIGNAL(providerChanged()), SIGNAL(selectedPresetIDChanged()) })
+             SIGNAL(isDeliveringChanged()), SIGNAL(providerChanged()), SIGNAL(selectedPresetIDChanged()),
+             SIGNAL(providerReadinessChanged()), SIGNAL(isRefreshingOllamaModelsChanged()) })
         connect(&model_, signal, this, SIGNAL(changed()));
 }
 
@@ -63,6 +64,30 @@ QString QuickHUDView::instructionPlaceholder() const
     if (model_.snapshot() && model_.snapshot()->hasText())
         return QStringLiteral("Tell Brindlet what to do with this text…");
     return QStringLiteral("What would you like to write?");
+}
+
+QVariantList QuickHUDView::providers() const
+{
+    static const std::pair<ProviderKind, const char*> subtitles[] = {
+        { ProviderKind::ollama, "Uses your configured Ollama-compatible server" },
+        { ProviderKind::claude, "Uses your Claude login" },
+        { ProviderKind::codex, "Uses your Codex login" },
+        { ProviderKind::cursor, "Uses your Cursor login" },
+        { ProviderKind::gemini, "Uses your Google sign-in from Gemini CLI" },
+    };
+    QVariantList rows;
+    for (const auto& [kind, subtitle] : subtitles) {
+        rows.append(QVariantMap { { QStringLiteral("name"), displayName(kind) },
+            { QStringLiteral("subtitle"), QString::fromUtf8(subtitle) },
+            { QStringLiteral("current"), kind == model_.provider() } });
+    }
+    return rows;
+}
+
+void QuickHUDView::selectProvider(int index)
+{
+    if (index >= 0 && index < int(allProviderKinds.size()))
+        model_.selectProvider(allProviderKinds[std::size_t(index)]);
 }
 
 QString QuickHUDView::attachedTo() const

@@ -26,6 +26,11 @@ class QuickHUDView : public QObject {
     Q_PROPERTY(QString attachedTo READ attachedTo NOTIFY changed)
     Q_PROPERTY(QString providerName READ providerName NOTIFY changed)
     Q_PROPERTY(bool isDelivering READ isDelivering NOTIFY changed)
+    // The provider list: for each provider its name, subtitle and whether it is the current one.
+    Q_PROPERTY(QVariantList providers READ providers NOTIFY changed)
+    Q_PROPERTY(bool isOllama READ isOllama NOTIFY changed)
+    Q_PROPERTY(QStringList ollamaModels READ ollamaModels NOTIFY changed)
+    Q_PROPERTY(bool isRefreshingOllamaModels READ isRefreshingOllamaModels NOTIFY changed)
 
 public:
     explicit QuickHUDView(AppModel& model, QObject* parent = nullptr);
@@ -43,6 +48,10 @@ public:
     QString attachedTo() const;
     QString providerName() const { return model_.providerLabel(); }
     bool isDelivering() const { return model_.isDelivering(); }
+    QVariantList providers() const;
+    bool isOllama() const { return model_.provider() == ProviderKind::ollama; }
+    QStringList ollamaModels() const { return model_.ollamaModels(); }
+    bool isRefreshingOllamaModels() const { return model_.isRefreshingOllamaModels(); }
 
     Q_INVOKABLE void generate() { model_.generate(); }
     Q_INVOKABLE void close();
@@ -52,6 +61,10 @@ public:
     Q_INVOKABLE void copy() { model_.copyResult(); }
     Q_INVOKABLE void regenerate() { model_.regenerate(); }
     Q_INVOKABLE void back() { model_.returnToCompose(); }
+    Q_INVOKABLE void toggleProviderPicker() { model_.toggleProviderPicker(); }
+    Q_INVOKABLE void selectProvider(int index);
+    Q_INVOKABLE void selectOllamaModel(const QString& name) { model_.selectOllamaModel(name, true, true); }
+    Q_INVOKABLE void refreshOllamaModels() { model_.refreshOllamaModels(); }
 
 signals:
     void changed();

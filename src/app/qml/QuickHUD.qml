@@ -17,12 +17,12 @@ Rectangle {
 
     Shortcut {
         sequences: [StandardKey.Cancel]
-        enabled: ["compose", "review", "quickFixStatus"].indexOf(hud.phase) >= 0
+        enabled: ["compose", "providerPicker", "review", "quickFixStatus"].indexOf(hud.phase) >= 0
         onActivated: hud.close()
     }
     Shortcut {
         sequences: ["Ctrl+Return", "Ctrl+Enter"]
-        enabled: hud.phase === "compose"
+        enabled: hud.phase === "compose" || hud.phase === "providerPicker"
         onActivated: hud.generate()
     }
     Shortcut {
@@ -39,9 +39,9 @@ Rectangle {
         anchors.margins: 16
         spacing: 10
 
-        // compose
+        // compose, and the provider picker below it
         ColumnLayout {
-            visible: hud.phase === "compose"
+            visible: hud.phase === "compose" || hud.phase === "providerPicker"
             Layout.fillWidth: true
             RowLayout {
                 Layout.fillWidth: true
@@ -70,19 +70,74 @@ Rectangle {
                 text: hud.instruction
                 wrapMode: TextEdit.Wrap
                 Accessible.name: "Instruction"
+                // Tab leaves the field for its controls rather than typing a tab.
+                KeyNavigation.priority: KeyNavigation.BeforeItem
+                KeyNavigation.tab: providerChip
                 focus: hud.phase === "compose"
                 onTextChanged: if (text !== hud.instruction) hud.instruction = text
                 onVisibleChanged: if (visible) forceActiveFocus()
             }
             RowLayout {
                 Layout.fillWidth: true
-                Label { text: hud.providerName; Accessible.name: "Provider: " + hud.providerName }
+                Button {
+                    id: providerChip
+                    text: hud.providerName
+                    flat: true
+                    Accessible.name: "Provider: " + hud.providerName
+                    onClicked: hud.toggleProviderPicker()
+                }
                 Item { Layout.fillWidth: true }
                 Button {
                     text: "Generate"
                     highlighted: true
                     Accessible.name: "Generate"
                     onClicked: hud.generate()
+                }
+            }
+        }
+
+        // the provider list
+        ColumnLayout {
+            visible: hud.phase === "providerPicker"
+            Layout.fillWidth: true
+            spacing: 2
+            Repeater {
+                model: hud.providers
+                delegate: Button {
+                    Layout.fillWidth: true
+                    flat: !modelData.current
+                    highlighted: modelData.current
+                    text: modelData.name + " · " + modelData.subtitle
+                    Accessible.name: modelData.name
+                    Accessible.description: modelData.subtitle
+                    onClicked: hud.selectProvider(index)
+                }
+            }
+            RowLayout {
+                visible: hud.isOllama
+                Label { text: "OLLAMA MODEL"; font.bold: true }
+                Button {
+                    text: "Refresh"
+                    enabled: !hud.isRefreshingOllamaModels
+                    Accessible.name: "Refresh"
+                    onClicked: hud.refreshOllamaModels()
+                }
+                Label {
+                    visible: hud.isRefreshingOllamaModels && hud.ollamaModels.length === 0
+                    text: "Checking installed models…"
+                }
+            }
+            Flow {
+                visible: hud.isOllama
+                Layout.fillWidth: true
+                spacing: 4
+                Repeater {
+                    model: hud.ollamaModels
+                    delegate: Button {
+                        text: modelData
+                        Accessible.name: "Use Ollama model " + modelData
+                        onClicked: hud.selectOllamaModel(modelData)
+                    }
                 }
             }
         }
@@ -177,7 +232,8 @@ Rectangle {
 
         // The status line of every phase that has one.
         Label {
-            visible: hud.statusText.length > 0 && ["compose", "review", "generating"].indexOf(hud.phase) >= 0
+            visible: hud.statusText.length > 0
+                     && ["compose", "providerPicker", "review", "generating"].indexOf(hud.phase) >= 0
             Layout.fillWidth: true
             wrapMode: Text.WordWrap
             text: hud.statusText
