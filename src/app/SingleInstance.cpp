@@ -8,7 +8,12 @@ namespace brindlet {
 
 SingleInstance::SingleInstance(QObject* parent)
     : QObject(parent)
-    , name_(QStringLiteral("brindlet-%1").arg(::getuid()))
+    // One per user on each display: a desktop session is where its shortcuts and windows live.
+    , name_(
+          QStringLiteral("brindlet-%1-%2")
+              .arg(::getuid())
+              .arg(
+                  qEnvironmentVariable("DISPLAY").remove(QLatin1Char(':')).replace(QLatin1Char('/'), QLatin1Char('_'))))
 {
     connect(&server_, &QLocalServer::newConnection, this, [this] {
         while (QLocalSocket* socket = server_.nextPendingConnection()) {

@@ -1,7 +1,7 @@
 #pragma once
 
-// One Brindlet per user: the first instance listens on a local socket named for the user; a
-// second launch tells it to reopen (or, with --quit, to quit) and leaves.
+// One Brindlet per user and display: the first instance listens on a local socket named for
+// both; a second launch tells it to reopen (or, with --quit, to quit) and leaves.
 
 #include <QLocalServer>
 #include <QObject>
