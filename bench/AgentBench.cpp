@@ -31,7 +31,8 @@ const QStringList peerScript {
     u"if-arg text out Hi there"_qs,
 };
 
-Task<void> firstText(WarmWorkerClient* client, QElapsedTimer* clock, qint64* at, bool* done)
+// Any client: when the first text arrives, and when the request is done.
+template <class Client> Task<void> firstText(Client* client, QElapsedTimer* clock, qint64* at, bool* done)
 {
     PartialTextHandler handler = [clock, at](QString) {
         if (*at < 0)
@@ -149,17 +150,6 @@ QStringList codexScript()
     return script;
 }
 
-Task<void> codexFirstText(CodexAppServerClient* client, QElapsedTimer* clock, qint64* at, bool* done)
-{
-    PartialTextHandler handler = [clock, at](QString) {
-        if (*at < 0)
-            *at = clock->nsecsElapsed();
-        return finishedTask();
-    };
-    co_await client->generate(u"Say hi"_qs, 10s, handler);
-    *done = true;
-}
-
 void codexWarm(benchmark::State& state)
 {
     AgentPeers peers({ u"codex"_qs });
@@ -175,7 +165,7 @@ void codexWarm(benchmark::State& state)
         clock.start();
         qint64 at = -1;
         bool done = false;
-        spawn(codexFirstText(&client, &clock, &at, &done));
+        spawn(firstText(&client, &clock, &at, &done));
         runUntil([&] { return done; });
         state.SetIterationTime(double(at) / 1e9);
     }

@@ -13,11 +13,11 @@ namespace brindlet {
 AgentStreamEvent ClaudeWarmWorkerClient::parseLine(const QString& line)
 {
     using Kind = AgentStreamEvent::Kind;
-    const QJsonDocument document = QJsonDocument::fromJson(line.toUtf8());
-    const QJsonObject object = document.object();
-    const QJsonValue type = object.value(QStringLiteral("type"));
-    if (!document.isObject() || !type.isString())
+    const std::optional<QJsonObject> parsed = typedLine(line);
+    if (!parsed)
         return {};
+    const QJsonObject& object = *parsed;
+    const QJsonValue type = object.value(QStringLiteral("type"));
     if (type == QLatin1String("stream_event")) {
         const QJsonObject event = object.value(QStringLiteral("event")).toObject();
         const QJsonObject delta = event.value(QStringLiteral("delta")).toObject();

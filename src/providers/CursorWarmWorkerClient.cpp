@@ -142,11 +142,11 @@ std::optional<QString> CursorWarmWorkerClient::selectFastModel(const QString& li
 AgentStreamEvent CursorWarmWorkerClient::parseLine(const QString& line)
 {
     using Kind = AgentStreamEvent::Kind;
-    const QJsonDocument document = QJsonDocument::fromJson(line.toUtf8());
-    const QJsonObject object = document.object();
-    const QJsonValue type = object.value(QStringLiteral("type"));
-    if (!document.isObject() || !type.isString())
+    const std::optional<QJsonObject> parsed = typedLine(line);
+    if (!parsed)
         return {};
+    const QJsonObject& object = *parsed;
+    const QJsonValue type = object.value(QStringLiteral("type"));
     if (type == QLatin1String("assistant")) {
         // Only the streamed pieces: the closing message repeats them with a model_call_id.
         if (!object.contains(QStringLiteral("timestamp_ms")) || object.contains(QStringLiteral("model_call_id")))

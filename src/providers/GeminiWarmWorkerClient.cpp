@@ -73,11 +73,11 @@ CLIInvocation GeminiWarmWorkerClient::workerInvocation(const QString& executable
 AgentStreamEvent GeminiWarmWorkerClient::parseLine(const QString& line)
 {
     using Kind = AgentStreamEvent::Kind;
-    const QJsonDocument document = QJsonDocument::fromJson(line.toUtf8());
-    const QJsonObject object = document.object();
-    const QJsonValue type = object.value(QStringLiteral("type"));
-    if (!document.isObject() || !type.isString())
+    const std::optional<QJsonObject> parsed = typedLine(line);
+    if (!parsed)
         return {};
+    const QJsonObject& object = *parsed;
+    const QJsonValue type = object.value(QStringLiteral("type"));
     if (type == QLatin1String("message")) {
         // The program echoes the request as a user message: only the assistant's count.
         const QJsonValue content = object.value(QStringLiteral("content"));

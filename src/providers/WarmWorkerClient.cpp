@@ -2,11 +2,21 @@
 
 #include "ProviderError.h"
 
+#include <QJsonDocument>
+
 namespace brindlet {
 
 namespace {
 const QString diedWithoutAWord = QStringLiteral("The CLI process ended unexpectedly.");
 } // namespace
+
+std::optional<QJsonObject> typedLine(const QString& line)
+{
+    const QJsonDocument document = QJsonDocument::fromJson(line.toUtf8());
+    if (!document.isObject() || !document.object().value(QStringLiteral("type")).isString())
+        return std::nullopt;
+    return document.object();
+}
 
 AgentStreamEvent resultOrErrorLine(const QJsonObject& object, const QString& program)
 {
