@@ -196,12 +196,20 @@ void QuickHUDPanel::hideQuickHUD()
     stable_.reset();
 }
 
-void QuickHUDPanel::showSelectionBubble(std::optional<Rect>)
+void QuickHUDPanel::showSelectionBubble(std::optional<Rect> bounds)
 {
-    // The bubble is not drawn yet; the shortcuts open the HUD.
+    anchor_ = anchorFor(bounds);
+    stable_.reset();
+    layOut(QuickHUDPhase::bubble);
+    quickHUDPhaseDidChange(QuickHUDPhase::bubble);
+    view().show(); // beside the selection, never taking the keyboard from it
 }
 
-void QuickHUDPanel::hideSelectionBubble() { }
+void QuickHUDPanel::hideSelectionBubble()
+{
+    if (view_ && model_.quickHUDPhase() == QuickHUDPhase::bubble)
+        view_->hide();
+}
 
 void QuickHUDPanel::closeApplicationWindows()
 {

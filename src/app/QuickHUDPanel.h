@@ -65,6 +65,7 @@ public:
     Q_INVOKABLE void selectProvider(int index);
     Q_INVOKABLE void selectOllamaModel(const QString& name) { model_.selectOllamaModel(name, true, true); }
     Q_INVOKABLE void refreshOllamaModels() { model_.refreshOllamaModels(); }
+    Q_INVOKABLE void pressBubble() { model_.selectionBubblePressed(); }
 
 signals:
     void changed();

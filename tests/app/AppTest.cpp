@@ -19,9 +19,11 @@ using namespace std::chrono_literals;
 
 namespace {
 
+// The HUD, not the bubble that the same panel shows beside a selection.
 std::optional<QRect> visibleHUD()
 {
-    return visibleWindowTitled("Brindlet quick actions");
+    const auto panel = visibleWindowTitled("Brindlet quick actions");
+    return panel && panel->width() > 50 ? panel : std::nullopt;
 }
 
 class Application : public ::testing::Test {
@@ -58,6 +60,24 @@ TEST_F(Application, QuickFixShortcutFixesTheSelectionInPlace)
     ASSERT_TRUE(app.process().waitForFinished(10000));
     EXPECT_EQ(app.process().exitStatus(), QProcess::NormalExit);
     EXPECT_EQ(app.process().exitCode(), 0);
+}
+
+// A selection gets the bubble beside it, without the editor losing the keyboard; a click on the
+// bubble opens the HUD for that selection.
+TEST_F(Application, TheBubbleBesideASelectionOpensTheHUD)
+{
+    TestEditor editor(TestEditor::Kind::gtkEntry, u"hello world"_qs, { { 0, 5 } });
+    ASSERT_TRUE(editor.waitUntilReady());
+    ASSERT_TRUE(app.start());
+    std::optional<QRect> bubble;
+    ASSERT_TRUE(runUntil(
+        [&] {
+            bubble = visibleWindowTitled("Brindlet quick actions");
+            return bubble && bubble->width() <= 50;
+        },
+        10s));
+    clickAt(bubble->center().x(), bubble->center().y());
+    EXPECT_TRUE(runUntil([] { return visibleHUD().has_value(); }, 5s));
 }
 
 TEST_F(Application, QuickCommandTakesAnInstructionAndReturnDeliversTheResult)

@@ -47,4 +47,16 @@ void typeText(const QString& text)
     send(events);
 }
 
+void clickAt(int x, int y)
+{
+    Display* display = XOpenDisplay(nullptr);
+    if (!display)
+        return;
+    XTestFakeMotionEvent(display, -1, x, y, CurrentTime);
+    XTestFakeButtonEvent(display, 1, True, CurrentTime);
+    XTestFakeButtonEvent(display, 1, False, CurrentTime);
+    XSync(display, False);
+    XCloseDisplay(display);
+}
+
 } // namespace brindlet::test

@@ -1,6 +1,6 @@
 #pragma once
 
-// Real key presses on the private desktop, through XTest, as a person would type them.
+// Real key presses and clicks on the private desktop, through XTest, as a person makes them.
 
 #include <QString>
 
@@ -12,5 +12,7 @@ namespace brindlet::test {
 void pressChord(std::initializer_list<unsigned long> keySymbols);
 // Types plain ASCII text key by key (capitals with Shift).
 void typeText(const QString& text);
+// Moves the pointer there and clicks the left button.
+void clickAt(int x, int y);
 
 } // namespace brindlet::test

@@ -13,7 +13,21 @@ Rectangle {
     color: palette.window
     border.color: palette.mid
     Accessible.role: Accessible.Pane
-    Accessible.name: "Brindlet quick actions"
+    Accessible.name: hud.phase === "bubble" ? "Brindlet selected-text actions" : "Brindlet quick actions"
+
+    // The bubble beside a selection: one round button that opens the HUD for it.
+    RoundButton {
+        visible: hud.phase === "bubble"
+        anchors.centerIn: parent
+        width: 40
+        height: 40
+        text: "B"
+        font.bold: true
+        Accessible.name: "Open Brindlet for selected text"
+        // The help text is told, not shown: a tooltip inside so small a panel covers the button.
+        Accessible.description: "Ask Brindlet"
+        onClicked: hud.pressBubble()
+    }
 
     Shortcut {
         sequences: [StandardKey.Cancel]
