@@ -4,6 +4,7 @@
 #include <QGuiApplication>
 #include <QMetaEnum>
 #include <QQmlContext>
+#include <QRegularExpression>
 #include <QScreen>
 
 namespace brindlet {
@@ -21,11 +22,12 @@ QuickHUDView::QuickHUDView(AppModel& model, QObject* parent)
     : QObject(parent)
     , model_(model)
 {
-    for (const char* signal : { SIGNAL(quickHUDPhaseChanged()), SIGNAL(snapshotChanged()),
-             SIGNAL(workingSourceTextChanged()), SIGNAL(instructionChanged()), SIGNAL(generationPreviewChanged()),
-             SIGNAL(resultChanged()), SIGNAL(statusMessageChanged()), SIGNAL(resultContextChanged()),
-             SIGNAL(isDeliveringChanged()), SIGNAL(providerChanged()), SIGNAL(selectedPresetIDChanged()),
-             SIGNAL(providerReadinessChanged()), SIGNAL(isRefreshingOllamaModelsChanged()) })
+    for (const char* signal :
+        { SIGNAL(quickHUDPhaseChanged()), SIGNAL(snapshotChanged()), SIGNAL(workingSourceTextChanged()),
+            SIGNAL(instructionChanged()), SIGNAL(generationPreviewChanged()), SIGNAL(resultChanged()),
+            SIGNAL(statusMessageChanged()), SIGNAL(resultContextChanged()), SIGNAL(isDeliveringChanged()),
+            SIGNAL(providerChanged()), SIGNAL(selectedPresetIDChanged()), SIGNAL(providerReadinessChanged()),
+            SIGNAL(isRefreshingOllamaModelsChanged()), SIGNAL(sourceDetailModeChanged()) })
         connect(&model_, signal, this, SIGNAL(changed()));
 }
 
@@ -82,6 +84,26 @@ QVariantList QuickHUDView::providers() const
             { QStringLiteral("current"), kind == model_.provider() } });
     }
     return rows;
+}
+
+QString QuickHUDView::capturedFrom() const
+{
+    const auto& snapshot = model_.snapshot();
+    return snapshot && !snapshot->appName.isEmpty() ? QStringLiteral("Captured from ") + snapshot->appName : QString();
+}
+
+QString QuickHUDView::sourceCounts() const
+{
+    const QString text = model_.workingSourceText();
+    const qsizetype words = text.split(QRegularExpression(QStringLiteral("\\s+")), Qt::SkipEmptyParts).size();
+    return QStringLiteral("%1 words · %2 characters").arg(words).arg(text.size());
+}
+
+void QuickHUDView::openSourceDetail(bool editing)
+{
+    openedFromReview_ = model_.quickHUDPhase() == QuickHUDPhase::review;
+    model_.openSourceDetail(editing);
+    emit changed();
 }
 
 void QuickHUDView::selectProvider(int index)

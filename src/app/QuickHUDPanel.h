@@ -31,6 +31,14 @@ class QuickHUDView : public QObject {
     Q_PROPERTY(bool isOllama READ isOllama NOTIFY changed)
     Q_PROPERTY(QStringList ollamaModels READ ollamaModels NOTIFY changed)
     Q_PROPERTY(bool isRefreshingOllamaModels READ isRefreshingOllamaModels NOTIFY changed)
+    // The selected text and its detail view.
+    Q_PROPERTY(bool hasSourceText READ hasSourceText NOTIFY changed)
+    Q_PROPERTY(bool isSourceEdited READ isSourceEdited NOTIFY changed)
+    Q_PROPERTY(QString sourceText READ sourceText WRITE setSourceText NOTIFY changed)
+    Q_PROPERTY(bool isEditingSource READ isEditingSource NOTIFY changed)
+    Q_PROPERTY(bool isSourceReadOnly READ isSourceReadOnly NOTIFY changed)
+    Q_PROPERTY(QString capturedFrom READ capturedFrom NOTIFY changed)
+    Q_PROPERTY(QString sourceCounts READ sourceCounts NOTIFY changed)
 
 public:
     explicit QuickHUDView(AppModel& model, QObject* parent = nullptr);
@@ -52,6 +60,15 @@ public:
     bool isOllama() const { return model_.provider() == ProviderKind::ollama; }
     QStringList ollamaModels() const { return model_.ollamaModels(); }
     bool isRefreshingOllamaModels() const { return model_.isRefreshingOllamaModels(); }
+    bool hasSourceText() const { return model_.snapshot() && model_.snapshot()->hasText(); }
+    bool isSourceEdited() const { return model_.isSourceEdited(); }
+    QString sourceText() const { return model_.workingSourceText(); }
+    void setSourceText(const QString& value) { model_.setWorkingSourceText(value); }
+    bool isEditingSource() const { return model_.sourceDetailMode() == QuickHUDSourceMode::edit; }
+    // Opened from a result, the source can only be read.
+    bool isSourceReadOnly() const { return openedFromReview_; }
+    QString capturedFrom() const;
+    QString sourceCounts() const;
 
     Q_INVOKABLE void generate() { model_.generate(); }
     Q_INVOKABLE void close();
@@ -66,12 +83,16 @@ public:
     Q_INVOKABLE void selectOllamaModel(const QString& name) { model_.selectOllamaModel(name, true, true); }
     Q_INVOKABLE void refreshOllamaModels() { model_.refreshOllamaModels(); }
     Q_INVOKABLE void pressBubble() { model_.selectionBubblePressed(); }
+    Q_INVOKABLE void openSourceDetail(bool editing);
+    Q_INVOKABLE void closeSourceDetail() { model_.closeSourceDetail(); }
+    Q_INVOKABLE void revertSource() { model_.revertSourceEdits(); }
 
 signals:
     void changed();
 
 private:
     AppModel& model_;
+    bool openedFromReview_ = false;
 };
 
 class QuickHUDPanel final : public WindowCoordinating {

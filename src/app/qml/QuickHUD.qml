@@ -31,7 +31,7 @@ Rectangle {
 
     Shortcut {
         sequences: [StandardKey.Cancel]
-        enabled: ["compose", "providerPicker", "review", "quickFixStatus"].indexOf(hud.phase) >= 0
+        enabled: ["compose", "providerPicker", "sourceDetail", "review", "quickFixStatus"].indexOf(hud.phase) >= 0
         onActivated: hud.close()
     }
     Shortcut {
@@ -61,7 +61,10 @@ Rectangle {
                 Layout.fillWidth: true
                 ColumnLayout {
                     Layout.fillWidth: true
-                    Label { text: hud.sourceTitle; font.bold: true }
+                    RowLayout {
+                        Label { text: hud.sourceTitle; font.bold: true }
+                        Label { text: "Edited"; visible: hud.isSourceEdited && hud.hasSourceText; color: palette.highlight }
+                    }
                     Label {
                         text: hud.sourcePreview
                         elide: Text.ElideRight
@@ -71,9 +74,20 @@ Rectangle {
                     }
                 }
                 Button {
+                    text: "Read"
+                    visible: hud.hasSourceText
+                    Accessible.name: "Read full selected text"
+                    onClicked: hud.openSourceDetail(false)
+                }
+                Button {
+                    text: "Edit"
+                    visible: hud.hasSourceText
+                    Accessible.name: "Edit selected text"
+                    onClicked: hud.openSourceDetail(true)
+                }
+                Button {
                     text: "Close"
                     Accessible.name: "Close quick actions"
-                    ToolTip.text: "Close quick actions"
                     onClicked: hud.close()
                 }
             }
@@ -156,6 +170,72 @@ Rectangle {
             }
         }
 
+        // the selected text in full, to read or edit
+        ColumnLayout {
+            visible: hud.phase === "sourceDetail"
+            Layout.fillWidth: true
+            Accessible.name: "Selected text detail"
+            RowLayout {
+                Layout.fillWidth: true
+                ColumnLayout {
+                    Layout.fillWidth: true
+                    Label { text: hud.isEditingSource ? "Edit selected text" : "Selected text"; font.bold: true }
+                    Label { text: hud.capturedFrom; visible: hud.capturedFrom.length > 0 }
+                }
+                Button {
+                    text: "Edit"
+                    visible: !hud.isEditingSource && !hud.isSourceReadOnly
+                    Accessible.name: "Edit selected text"
+                    onClicked: hud.openSourceDetail(true)
+                }
+                Button { text: "Close"; Accessible.name: "Close quick actions"; onClicked: hud.close() }
+            }
+            TextArea {
+                visible: hud.isEditingSource
+                Layout.fillWidth: true
+                Layout.preferredHeight: 180
+                wrapMode: TextEdit.Wrap
+                text: hud.sourceText
+                placeholderText: "Enter the text Brindlet should work with…"
+                Accessible.name: "Editable selected text"
+                onTextChanged: if (text !== hud.sourceText) hud.sourceText = text
+                onVisibleChanged: if (visible) forceActiveFocus()
+            }
+            Label {
+                visible: !hud.isEditingSource
+                Layout.fillWidth: true
+                Layout.preferredHeight: 180
+                wrapMode: Text.WordWrap
+                text: hud.sourceText.length > 0 ? hud.sourceText
+                                                : "No working text. Choose Edit to add text or revert to the captured selection."
+                Accessible.name: "Full selected text"
+            }
+            Label {
+                Layout.fillWidth: true
+                wrapMode: Text.WordWrap
+                font.pixelSize: 11
+                text: (hud.isSourceReadOnly ? "Return to quick actions before editing this source."
+                                            : "Edits change Brindlet’s working input only. The source app changes only after Replace.")
+                      + "  " + hud.sourceCounts
+            }
+            RowLayout {
+                Layout.fillWidth: true
+                Item { Layout.fillWidth: true }
+                Button {
+                    text: "Revert"
+                    visible: hud.isEditingSource && hud.isSourceEdited
+                    Accessible.name: "Revert"
+                    onClicked: hud.revertSource()
+                }
+                Button {
+                    text: hud.isSourceReadOnly ? "Back to review" : "Done"
+                    highlighted: true
+                    Accessible.name: text
+                    onClicked: hud.closeSourceDetail()
+                }
+            }
+        }
+
         // generating
         ColumnLayout {
             visible: hud.phase === "generating"
@@ -217,6 +297,12 @@ Rectangle {
                 wrapMode: Text.WordWrap
                 text: hud.result
                 Accessible.name: "Result"
+            }
+            Button {
+                text: "View source"
+                visible: hud.hasSourceText
+                Accessible.name: "View source"
+                onClicked: hud.openSourceDetail(false)
             }
             RowLayout {
                 Layout.fillWidth: true
