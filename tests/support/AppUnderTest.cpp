@@ -103,4 +103,34 @@ std::optional<QRect> visibleWindowTitled(const QByteArray& title)
     return found;
 }
 
+bool keyboardGoesTo(const QByteArray& title)
+{
+    Display* display = XOpenDisplay(nullptr);
+    if (!display)
+        return false;
+    const auto previous = XSetErrorHandler([](Display*, XErrorEvent*) { return 0; });
+    Window window = 0;
+    int revert = 0;
+    XGetInputFocus(display, &window, &revert);
+    bool found = false;
+    // From the focused window up: the title may sit on a parent the toolkit made.
+    while (window != 0 && window != PointerRoot && window != DefaultRootWindow(display) && !found) {
+        char* name = nullptr;
+        found = XFetchName(display, window, &name) && name && QByteArray(name) == title;
+        if (name)
+            XFree(name);
+        Window root = 0, parent = 0;
+        Window* children = nullptr;
+        unsigned int count = 0;
+        if (!XQueryTree(display, window, &root, &parent, &children, &count))
+            break;
+        if (children)
+            XFree(children);
+        window = parent;
+    }
+    XCloseDisplay(display);
+    XSetErrorHandler(previous);
+    return found;
+}
+
 } // namespace brindlet::test

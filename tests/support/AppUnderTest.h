@@ -37,5 +37,7 @@ private:
 // A window on screen with this title, and where: found from the root down, since the window
 // manager frames each top-level window.
 std::optional<QRect> visibleWindowTitled(const QByteArray& title);
+// Whether the keyboard goes to the window with this title (or one inside it).
+bool keyboardGoesTo(const QByteArray& title);
 
 } // namespace brindlet::test
