@@ -47,6 +47,9 @@ TEST_F(Application, QuickFixShortcutFixesTheSelectionInPlace)
     ollama.respondWith(FakeResponse::stream({ u"They are"_qs, u" going home."_qs }));
     TestEditor editor(TestEditor::Kind::gtkEntry, u"Their going home."_qs, { { 0, 17 } });
     ASSERT_TRUE(editor.waitUntilReady());
+    // The window manager focuses a new window a moment after it shows; a HUD opened before
+    // that would lose the keyboard to it, and a HUD that loses the keyboard closes.
+    ASSERT_TRUE(runUntil([] { return keyboardGoesTo("Editor"); }, 10s));
     ASSERT_TRUE(app.start());
 
     pressChord({ XK_Control_L, XK_Shift_L, XK_J });
@@ -68,6 +71,9 @@ TEST_F(Application, TheBubbleBesideASelectionOpensTheHUD)
 {
     TestEditor editor(TestEditor::Kind::gtkEntry, u"hello world"_qs, { { 0, 5 } });
     ASSERT_TRUE(editor.waitUntilReady());
+    // The window manager focuses a new window a moment after it shows; a HUD opened before
+    // that would lose the keyboard to it, and a HUD that loses the keyboard closes.
+    ASSERT_TRUE(runUntil([] { return keyboardGoesTo("Editor"); }, 10s));
     ASSERT_TRUE(app.start());
     std::optional<QRect> bubble;
     ASSERT_TRUE(runUntil(
@@ -80,11 +86,31 @@ TEST_F(Application, TheBubbleBesideASelectionOpensTheHUD)
     EXPECT_TRUE(runUntil([] { return visibleHUD().has_value(); }, 5s));
 }
 
+// A click in another window closes the HUD, as a click outside any popup does.
+TEST_F(Application, AClickElsewhereClosesTheHUD)
+{
+    TestEditor editor(TestEditor::Kind::gtkView, u"hello world"_qs, { { 0, 5 } });
+    ASSERT_TRUE(editor.waitUntilReady());
+    // The window manager focuses a new window a moment after it shows; a HUD opened before
+    // that would lose the keyboard to it, and a HUD that loses the keyboard closes.
+    ASSERT_TRUE(runUntil([] { return keyboardGoesTo("Editor"); }, 10s));
+    ASSERT_TRUE(app.start());
+    pressChord({ XK_Shift_L, XK_Super_L, XK_space });
+    ASSERT_TRUE(runUntil([] { return visibleHUD() && keyboardGoesTo("Brindlet quick actions"); }, 5s));
+    const auto editorWindow = visibleWindowTitled("Editor");
+    ASSERT_TRUE(editorWindow);
+    clickAt(editorWindow->left() + 60, editorWindow->top() - 8); // its title bar, clear of the HUD
+    EXPECT_TRUE(runUntil([] { return !visibleHUD(); }, 5s));
+}
+
 TEST_F(Application, QuickCommandTakesAnInstructionAndReturnDeliversTheResult)
 {
     ollama.respondWith(FakeResponse::stream({ u"Hello,"_qs, u" world"_qs }));
     TestEditor editor(TestEditor::Kind::gtkEntry, u"hello world"_qs, { { 0, 11 } });
     ASSERT_TRUE(editor.waitUntilReady());
+    // The window manager focuses a new window a moment after it shows; a HUD opened before
+    // that would lose the keyboard to it, and a HUD that loses the keyboard closes.
+    ASSERT_TRUE(runUntil([] { return keyboardGoesTo("Editor"); }, 10s));
     ASSERT_TRUE(app.start());
 
     // Escape puts the HUD away; the shortcut brings it back.

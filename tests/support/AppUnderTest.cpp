@@ -52,6 +52,7 @@ QProcessEnvironment AppUnderTest::environment() const
 bool AppUnderTest::start()
 {
     process_.setProcessEnvironment(environment());
+    process_.setProcessChannelMode(QProcess::ForwardedErrorChannel); // its complaints are the test's diagnosis
     process_.start(QStringLiteral(BRINDLET_APP_PATH));
     return process_.waitForStarted()
         && runUntil([&] { return output_.contains("Brindlet is running."); }, std::chrono::seconds(20));
