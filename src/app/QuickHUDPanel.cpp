@@ -147,13 +147,6 @@ QQuickView& QuickHUDPanel::view()
         view_->setResizeMode(QQuickView::SizeRootObjectToView);
         view_->rootContext()->setContextProperty(QStringLiteral("hud"), &hudView_);
         view_->setSource(QUrl(QStringLiteral("qrc:/brindlet/qml/QuickHUD.qml")));
-        // A click elsewhere takes the keyboard away from the HUD: that closes it, unless the
-        // HUD gave the keyboard back itself, to deliver.
-        QObject::connect(view_.get(), &QWindow::activeChanged, view_.get(), [this] {
-            if (!view_->isActive() && view_->isVisible() && !keyboardGivenBack_
-                && takesKeyboard(model_.quickHUDPhase()))
-                model_.dismissQuickHUD();
-        });
     }
     return *view_;
 }
@@ -199,7 +192,6 @@ void QuickHUDPanel::layOut(QuickHUDPhase phase)
 
 void QuickHUDPanel::showQuickHUD(std::optional<Rect> bounds, std::optional<std::int32_t>)
 {
-    keyboardGivenBack_ = false;
     anchor_ = anchorFor(bounds);
     stable_.reset();
     layOut(model_.quickHUDPhase());
@@ -255,7 +247,6 @@ void QuickHUDPanel::bringWorkspaceForward()
 void QuickHUDPanel::resignKeyboard()
 {
     // The panel stays on screen; the source application takes the focus when it is activated.
-    keyboardGivenBack_ = true;
     if (view_)
         view_->setFlag(Qt::WindowDoesNotAcceptFocus, true);
 }

@@ -118,7 +118,6 @@ private:
     // One showing: where it is anchored and which edge stays put.
     std::optional<QuickHUDAnchor> anchor_;
     std::optional<QuickHUDStablePlacement> stable_;
-    bool keyboardGivenBack_ = false; // set while a delivery works in the source application
 };
 
 } // namespace brindlet

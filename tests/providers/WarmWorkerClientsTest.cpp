@@ -237,7 +237,7 @@ TEST(AgentWorkers, StartConfinedToTextWithTheRequestOnTheirInput)
         qunsetenv("GEMINI_API_KEY");
     });
     const auto ask = [](WarmWorkerClient& client) {
-        return runTask(client.generate(u"Say hi"_qs, 5s, [](QString) { return finishedTask(); }));
+        return runTask(client.generate(u"Say hi"_qs, 15s, [](QString) { return finishedTask(); }));
     };
 
     peers.script(scriptFor(
