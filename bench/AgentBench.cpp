@@ -66,17 +66,23 @@ void warmWorkerFirstDelta(benchmark::State& state)
 }
 BENCHMARK(warmWorkerFirstDelta)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(10);
 
-void coldOneShotFirstText(benchmark::State& state)
+// A one-shot run to its end, from a fresh start of the scripted program.
+void oneShotRuns(benchmark::State& state, ProviderKind kind)
 {
-    AgentPeers peers;
-    peers.script(peerScript);
     for (auto _ : state) {
         QElapsedTimer clock;
         clock.start();
         ManagedCLIProcess process(10s);
-        runTask(process.runToCompletion(oneShotInvocation(ProviderKind::claude), u"Say hi"_qs));
+        runTask(process.runToCompletion(oneShotInvocation(kind), u"Say hi"_qs));
         state.SetIterationTime(double(clock.nsecsElapsed()) / 1e9);
     }
+}
+
+void coldOneShotFirstText(benchmark::State& state)
+{
+    AgentPeers peers;
+    peers.script(peerScript);
+    oneShotRuns(state, ProviderKind::claude);
 }
 BENCHMARK(coldOneShotFirstText)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(10);
 
@@ -176,13 +182,7 @@ void codexColdOneShot(benchmark::State& state)
     AgentPeers peers({ u"codex"_qs });
     peers.script(codexScript());
     qputenv("BRINDLET_SANDBOX_EXEC", SANDBOX_EXEC_PATH);
-    for (auto _ : state) {
-        QElapsedTimer clock;
-        clock.start();
-        ManagedCLIProcess process(10s);
-        runTask(process.runToCompletion(oneShotInvocation(ProviderKind::codex), u"Say hi"_qs));
-        state.SetIterationTime(double(clock.nsecsElapsed()) / 1e9);
-    }
+    oneShotRuns(state, ProviderKind::codex);
 }
 BENCHMARK(codexWarm)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(10);
 BENCHMARK(codexColdOneShot)->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(10);

@@ -13,11 +13,10 @@ namespace brindlet {
 AgentStreamEvent ClaudeWarmWorkerClient::parseLine(const QString& line)
 {
     using Kind = AgentStreamEvent::Kind;
-    const std::optional<QJsonObject> parsed = typedLine(line);
+    const std::optional<TypedLine> parsed = typedLine(line);
     if (!parsed)
         return {};
-    const QJsonObject& object = *parsed;
-    const QJsonValue type = object.value(QStringLiteral("type"));
+    const auto& [object, type] = *parsed;
     if (type == QLatin1String("stream_event")) {
         const QJsonObject event = object.value(QStringLiteral("event")).toObject();
         const QJsonObject delta = event.value(QStringLiteral("delta")).toObject();

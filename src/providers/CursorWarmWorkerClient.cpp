@@ -142,11 +142,10 @@ std::optional<QString> CursorWarmWorkerClient::selectFastModel(const QString& li
 AgentStreamEvent CursorWarmWorkerClient::parseLine(const QString& line)
 {
     using Kind = AgentStreamEvent::Kind;
-    const std::optional<QJsonObject> parsed = typedLine(line);
+    const std::optional<TypedLine> parsed = typedLine(line);
     if (!parsed)
         return {};
-    const QJsonObject& object = *parsed;
-    const QJsonValue type = object.value(QStringLiteral("type"));
+    const auto& [object, type] = *parsed;
     if (type == QLatin1String("assistant")) {
         // Only the streamed pieces: the closing message repeats them with a model_call_id.
         if (!object.contains(QStringLiteral("timestamp_ms")) || object.contains(QStringLiteral("model_call_id")))

@@ -73,11 +73,10 @@ CLIInvocation GeminiWarmWorkerClient::workerInvocation(const QString& executable
 AgentStreamEvent GeminiWarmWorkerClient::parseLine(const QString& line)
 {
     using Kind = AgentStreamEvent::Kind;
-    const std::optional<QJsonObject> parsed = typedLine(line);
+    const std::optional<TypedLine> parsed = typedLine(line);
     if (!parsed)
         return {};
-    const QJsonObject& object = *parsed;
-    const QJsonValue type = object.value(QStringLiteral("type"));
+    const auto& [object, type] = *parsed;
     if (type == QLatin1String("message")) {
         // The program echoes the request as a user message: only the assistant's count.
         const QJsonValue content = object.value(QStringLiteral("content"));

@@ -10,12 +10,13 @@ namespace {
 const QString diedWithoutAWord = QStringLiteral("The CLI process ended unexpectedly.");
 } // namespace
 
-std::optional<QJsonObject> typedLine(const QString& line)
+std::optional<TypedLine> typedLine(const QString& line)
 {
     const QJsonDocument document = QJsonDocument::fromJson(line.toUtf8());
-    if (!document.isObject() || !document.object().value(QStringLiteral("type")).isString())
+    const QJsonValue type = document.object().value(QStringLiteral("type"));
+    if (!document.isObject() || !type.isString())
         return std::nullopt;
-    return document.object();
+    return TypedLine { document.object(), type.toString() };
 }
 
 AgentStreamEvent resultOrErrorLine(const QJsonObject& object, const QString& program)

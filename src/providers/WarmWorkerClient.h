@@ -29,7 +29,11 @@ struct AgentStreamEvent {
 };
 
 // A line of a program's stream as JSON: an object with a string "type", or nothing to read.
-std::optional<QJsonObject> typedLine(const QString& line);
+struct TypedLine {
+    QJsonObject object;
+    QString type;
+};
+std::optional<TypedLine> typedLine(const QString& line);
 
 // The "result" and "error" lines that Claude and Cursor share: a result is the final text, or a
 // failure when is_error is true or its subtype begins with "error"; an error line is a failure.
