@@ -1,10 +1,10 @@
 #include "QuickHUDPanel.h"
 
+#include "WorkspaceWindow.h"
+
 #include <QCursor>
 #include <QGuiApplication>
-#include <QMetaEnum>
 #include <QQmlContext>
-#include <QRegularExpression>
 #include <QScreen>
 
 namespace brindlet {
@@ -18,122 +18,10 @@ bool takesKeyboard(QuickHUDPhase phase)
 }
 } // namespace
 
-QuickHUDView::QuickHUDView(AppModel& model, QObject* parent)
-    : QObject(parent)
-    , model_(model)
-{
-    for (const char* signal :
-        { SIGNAL(quickHUDPhaseChanged()), SIGNAL(snapshotChanged()), SIGNAL(workingSourceTextChanged()),
-            SIGNAL(instructionChanged()), SIGNAL(generationPreviewChanged()), SIGNAL(resultChanged()),
-            SIGNAL(statusMessageChanged()), SIGNAL(resultContextChanged()), SIGNAL(isDeliveringChanged()),
-            SIGNAL(providerChanged()), SIGNAL(selectedPresetIDChanged()), SIGNAL(providerReadinessChanged()),
-            SIGNAL(isRefreshingOllamaModelsChanged()), SIGNAL(sourceDetailModeChanged()) })
-        connect(&model_, signal, this, SIGNAL(changed()));
-}
-
-QString QuickHUDView::phase() const
-{
-    return QString::fromLatin1(QMetaEnum::fromType<QuickHUDPhase>().valueToKey(int(model_.quickHUDPhase())));
-}
-
-QString QuickHUDView::sourceTitle() const
-{
-    const auto& snapshot = model_.snapshot();
-    if (snapshot && snapshot->hasText() && !snapshot->appName.isEmpty())
-        return QStringLiteral("Selected in ") + snapshot->appName;
-    if (snapshot && !snapshot->appName.isEmpty())
-        return QStringLiteral("Cursor in ") + snapshot->appName;
-    return QStringLiteral("New content");
-}
-
-QString QuickHUDView::sourcePreview() const
-{
-    const auto& snapshot = model_.snapshot();
-    if (snapshot && snapshot->hasText()) {
-        const QString text = model_.workingSourceText().trimmed().replace(QLatin1Char('\n'), QLatin1Char(' '));
-        return text.isEmpty() ? QStringLiteral("No working text. Edit or revert the captured selection.") : text;
-    }
-    if (snapshot)
-        return QStringLiteral("The result can be inserted at the saved cursor.");
-    return QStringLiteral("Describe anything you want Brindlet to write.");
-}
-
-QString QuickHUDView::instructionPlaceholder() const
-{
-    const auto preset = model_.selectedPreset();
-    if (preset && preset->isBuiltIn && preset->name == u"Translate")
-        return QStringLiteral("Translate into which language?");
-    if (model_.snapshot() && model_.snapshot()->hasText())
-        return QStringLiteral("Tell Brindlet what to do with this text…");
-    return QStringLiteral("What would you like to write?");
-}
-
-QVariantList QuickHUDView::providers() const
-{
-    static const std::pair<ProviderKind, const char*> subtitles[] = {
-        { ProviderKind::ollama, "Uses your configured Ollama-compatible server" },
-        { ProviderKind::claude, "Uses your Claude login" },
-        { ProviderKind::codex, "Uses your Codex login" },
-        { ProviderKind::cursor, "Uses your Cursor login" },
-        { ProviderKind::gemini, "Uses your Google sign-in from Gemini CLI" },
-    };
-    QVariantList rows;
-    for (const auto& [kind, subtitle] : subtitles) {
-        rows.append(QVariantMap { { QStringLiteral("name"), displayName(kind) },
-            { QStringLiteral("subtitle"), QString::fromUtf8(subtitle) },
-            { QStringLiteral("current"), kind == model_.provider() } });
-    }
-    return rows;
-}
-
-QString QuickHUDView::capturedFrom() const
-{
-    const auto& snapshot = model_.snapshot();
-    return snapshot && !snapshot->appName.isEmpty() ? QStringLiteral("Captured from ") + snapshot->appName : QString();
-}
-
-QString QuickHUDView::sourceCounts() const
-{
-    const QString text = model_.workingSourceText();
-    const qsizetype words = text.split(QRegularExpression(QStringLiteral("\\s+")), Qt::SkipEmptyParts).size();
-    return QStringLiteral("%1 words · %2 characters").arg(words).arg(text.size());
-}
-
-void QuickHUDView::openSourceDetail(bool editing)
-{
-    openedFromReview_ = model_.quickHUDPhase() == QuickHUDPhase::review;
-    model_.openSourceDetail(editing);
-    emit changed();
-}
-
-void QuickHUDView::selectProvider(int index)
-{
-    if (index >= 0 && index < int(allProviderKinds.size()))
-        model_.selectProvider(allProviderKinds[std::size_t(index)]);
-}
-
-QString QuickHUDView::attachedTo() const
-{
-    const auto& context = model_.resultContext();
-    return context && context->appName ? QStringLiteral("Attached to ") + *context->appName : QString();
-}
-
-void QuickHUDView::close()
-{
-    model_.dismissQuickHUD();
-}
-
-void QuickHUDView::usePrimary()
-{
-    if (model_.deliveryLabel() == u"Copy")
-        model_.copyResult();
-    else
-        model_.deliver();
-}
-
-QuickHUDPanel::QuickHUDPanel(AppModel& model)
+QuickHUDPanel::QuickHUDPanel(AppModel& model, SessionView& session, WorkspaceWindow& workspace)
     : model_(model)
-    , hudView_(model)
+    , session_(session)
+    , workspace_(workspace)
 {
 }
 
@@ -145,7 +33,7 @@ QQuickView& QuickHUDPanel::view()
         view_->setFlags(Qt::Tool | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint);
         view_->setTitle(QStringLiteral("Brindlet quick actions"));
         view_->setResizeMode(QQuickView::SizeRootObjectToView);
-        view_->rootContext()->setContextProperty(QStringLiteral("hud"), &hudView_);
+        view_->rootContext()->setContextProperty(QStringLiteral("session"), &session_);
         view_->setSource(QUrl(QStringLiteral("qrc:/brindlet/qml/QuickHUD.qml")));
     }
     return *view_;
@@ -237,11 +125,12 @@ void QuickHUDPanel::closeApplicationWindows()
 {
     if (view_)
         view_->hide();
+    workspace_.close();
 }
 
 void QuickHUDPanel::bringWorkspaceForward()
 {
-    // There is no workspace window yet.
+    workspace_.bringForward();
 }
 
 void QuickHUDPanel::resignKeyboard()

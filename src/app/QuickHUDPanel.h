@@ -1,10 +1,9 @@
 #pragma once
 
 // The Quick HUD on the desktop: one floating panel, drawn in QML, that the model drives through
-// the window coordinator. QuickHUDView is what the QML reads: the model's state in plain
-// strings and flags, since QML cannot read its optional and struct properties.
+// the window coordinator.
 
-#include "core/AppModel.h"
+#include "SessionView.h"
 #include "windows/HUDPlacement.h"
 #include "windows/WindowCoordinating.h"
 
@@ -12,92 +11,11 @@
 
 namespace brindlet {
 
-class QuickHUDView : public QObject {
-    Q_OBJECT
-    Q_PROPERTY(QString phase READ phase NOTIFY changed)
-    Q_PROPERTY(QString sourceTitle READ sourceTitle NOTIFY changed)
-    Q_PROPERTY(QString sourcePreview READ sourcePreview NOTIFY changed)
-    Q_PROPERTY(QString instructionPlaceholder READ instructionPlaceholder NOTIFY changed)
-    Q_PROPERTY(QString instruction READ instruction WRITE setInstruction NOTIFY changed)
-    Q_PROPERTY(QString generationPreview READ generationPreview NOTIFY changed)
-    Q_PROPERTY(QString result READ result NOTIFY changed)
-    Q_PROPERTY(QString statusText READ statusText NOTIFY changed)
-    Q_PROPERTY(QString deliveryLabel READ deliveryLabel NOTIFY changed)
-    Q_PROPERTY(QString attachedTo READ attachedTo NOTIFY changed)
-    Q_PROPERTY(QString providerName READ providerName NOTIFY changed)
-    Q_PROPERTY(bool isDelivering READ isDelivering NOTIFY changed)
-    // The provider list: for each provider its name, subtitle and whether it is the current one.
-    Q_PROPERTY(QVariantList providers READ providers NOTIFY changed)
-    Q_PROPERTY(bool isOllama READ isOllama NOTIFY changed)
-    Q_PROPERTY(QStringList ollamaModels READ ollamaModels NOTIFY changed)
-    Q_PROPERTY(bool isRefreshingOllamaModels READ isRefreshingOllamaModels NOTIFY changed)
-    // The selected text and its detail view.
-    Q_PROPERTY(bool hasSourceText READ hasSourceText NOTIFY changed)
-    Q_PROPERTY(bool isSourceEdited READ isSourceEdited NOTIFY changed)
-    Q_PROPERTY(QString sourceText READ sourceText WRITE setSourceText NOTIFY changed)
-    Q_PROPERTY(bool isEditingSource READ isEditingSource NOTIFY changed)
-    Q_PROPERTY(bool isSourceReadOnly READ isSourceReadOnly NOTIFY changed)
-    Q_PROPERTY(QString capturedFrom READ capturedFrom NOTIFY changed)
-    Q_PROPERTY(QString sourceCounts READ sourceCounts NOTIFY changed)
-
-public:
-    explicit QuickHUDView(AppModel& model, QObject* parent = nullptr);
-
-    QString phase() const;
-    QString sourceTitle() const;
-    QString sourcePreview() const;
-    QString instructionPlaceholder() const;
-    QString instruction() const { return model_.instruction(); }
-    void setInstruction(const QString& value) { model_.setInstruction(value); }
-    QString generationPreview() const { return model_.generationPreview(); }
-    QString result() const { return model_.result(); }
-    QString statusText() const { return model_.statusText(); }
-    QString deliveryLabel() const { return model_.deliveryLabel(); }
-    QString attachedTo() const;
-    QString providerName() const { return model_.providerLabel(); }
-    bool isDelivering() const { return model_.isDelivering(); }
-    QVariantList providers() const;
-    bool isOllama() const { return model_.provider() == ProviderKind::ollama; }
-    QStringList ollamaModels() const { return model_.ollamaModels(); }
-    bool isRefreshingOllamaModels() const { return model_.isRefreshingOllamaModels(); }
-    bool hasSourceText() const { return model_.snapshot() && model_.snapshot()->hasText(); }
-    bool isSourceEdited() const { return model_.isSourceEdited(); }
-    QString sourceText() const { return model_.workingSourceText(); }
-    void setSourceText(const QString& value) { model_.setWorkingSourceText(value); }
-    bool isEditingSource() const { return model_.sourceDetailMode() == QuickHUDSourceMode::edit; }
-    // Opened from a result, the source can only be read.
-    bool isSourceReadOnly() const { return openedFromReview_; }
-    QString capturedFrom() const;
-    QString sourceCounts() const;
-
-    Q_INVOKABLE void generate() { model_.generate(); }
-    Q_INVOKABLE void close();
-    Q_INVOKABLE void cancel() { model_.userCancelGeneration(); }
-    // The prominent button of review: deliver, or copy when that is the resolved delivery.
-    Q_INVOKABLE void usePrimary();
-    Q_INVOKABLE void copy() { model_.copyResult(); }
-    Q_INVOKABLE void regenerate() { model_.regenerate(); }
-    Q_INVOKABLE void back() { model_.returnToCompose(); }
-    Q_INVOKABLE void toggleProviderPicker() { model_.toggleProviderPicker(); }
-    Q_INVOKABLE void selectProvider(int index);
-    Q_INVOKABLE void selectOllamaModel(const QString& name) { model_.selectOllamaModel(name, true, true); }
-    Q_INVOKABLE void refreshOllamaModels() { model_.refreshOllamaModels(); }
-    Q_INVOKABLE void pressBubble() { model_.selectionBubblePressed(); }
-    Q_INVOKABLE void openSourceDetail(bool editing);
-    Q_INVOKABLE void closeSourceDetail() { model_.closeSourceDetail(); }
-    Q_INVOKABLE void revertSource() { model_.revertSourceEdits(); }
-
-signals:
-    void changed();
-
-private:
-    AppModel& model_;
-    bool openedFromReview_ = false;
-};
+class WorkspaceWindow;
 
 class QuickHUDPanel final : public WindowCoordinating {
 public:
-    explicit QuickHUDPanel(AppModel& model);
+    QuickHUDPanel(AppModel& model, SessionView& session, WorkspaceWindow& workspace);
 
     void quickHUDPhaseDidChange(QuickHUDPhase phase) override;
     void showQuickHUD(std::optional<Rect> bounds, std::optional<std::int32_t> processID) override;
@@ -113,7 +31,8 @@ private:
     void layOut(QuickHUDPhase phase);
 
     AppModel& model_;
-    QuickHUDView hudView_;
+    SessionView& session_;
+    WorkspaceWindow& workspace_;
     std::unique_ptr<QQuickView> view_;
     // One showing: where it is anchored and which edge stays put.
     std::optional<QuickHUDAnchor> anchor_;

@@ -3,8 +3,11 @@
 
 #include "NoAnalytics.h"
 #include "QuickHUDPanel.h"
+#include "SessionView.h"
 #include "SingleInstance.h"
+#include "WorkspaceWindow.h"
 #include "core/AppModel.h"
+#include "core/TerminationGate.h"
 #include "platform/linux/LinuxDesktop.h"
 #include "platform/linux/X11HotKeys.h"
 #include "providers/AIProviderService.h"
@@ -36,18 +39,27 @@ void say(FILE* stream, const QString& text)
     std::fflush(stream);
 }
 
-// SIGTERM, SIGINT and SIGHUP end the program the orderly way, through the event loop.
+// SIGTERM, SIGINT and SIGHUP end the program the orderly way, through the event loop. A session
+// that ends sends SIGTERM or SIGHUP; Ctrl+C at the terminal is the user's own complete quit.
 int stopPipe[2] = { -1, -1 };
 
-void quitOnSignals()
+void quitOnSignals(TerminationGate& gate)
 {
     if (::pipe2(stopPipe, O_CLOEXEC | O_NONBLOCK) != 0)
         return;
     auto* notifier = new QSocketNotifier(stopPipe[0], QSocketNotifier::Read, qApp);
-    QObject::connect(notifier, &QSocketNotifier::activated, qApp, [] { QCoreApplication::quit(); });
+    QObject::connect(notifier, &QSocketNotifier::activated, qApp, [&gate] {
+        char signal = 0;
+        while (::read(stopPipe[0], &signal, 1) == 1) { }
+        gate.quit(signal == SIGINT ? ApplicationTerminationReason::explicitComplete
+                                   : ApplicationTerminationReason::systemPowerOff);
+    });
     for (int signal : { SIGTERM, SIGINT, SIGHUP }) {
         struct sigaction action { };
-        action.sa_handler = [](int) { (void)!::write(stopPipe[1], "x", 1); };
+        action.sa_handler = [](int number) {
+            const char byte = char(number);
+            (void)!::write(stopPipe[1], &byte, 1);
+        };
         ::sigaction(signal, &action, nullptr);
     }
 }
@@ -97,11 +109,10 @@ int main(int argc, char** argv)
         return 0;
     }
     if (instance.handOverToRunningInstance()) {
-        say(stdout, QStringLiteral("Brindlet is already running; it opens its quick actions."));
+        say(stdout, QStringLiteral("Brindlet is already running; it opens its window."));
         return 0;
     }
     instance.listen();
-    QObject::connect(&instance, &SingleInstance::quitRequested, &app, &QApplication::quit);
 
     LinuxDesktop desktop;
     if (const QString problem = desktop.problem(); !problem.isEmpty()) {
@@ -124,26 +135,56 @@ int main(int argc, char** argv)
     NoAnalytics analytics;
     AppModel model({ &settings, &desktop.accessibility(), &selection, &providers, &hotKeys, &analytics,
         &desktop.pasteboard(), &desktop.x11(), nullptr });
-    QuickHUDPanel panel(model);
+    SessionView session(model);
+    WorkspaceWindow workspace(session);
+    QuickHUDPanel panel(model, session, workspace);
     model.setWindows(&panel);
-    // Until the workspace window exists, a second launch opens the quick actions.
-    QObject::connect(&instance, &SingleInstance::reopenRequested, &model,
-        [&model] { model.presentQuickHUD(QuickHUDTrigger::menuBar); });
+    model.setWorkspaceOpener([&workspace] { workspace.open(); });
+    const auto putAway = [&model, &panel] {
+        model.dismissQuickHUD();
+        panel.closeApplicationWindows();
+    };
+    QObject::connect(
+        &session, &SessionView::windowsCloseRequested, &session, [&panel] { panel.closeApplicationWindows(); });
+    // The bubble never stands over Brindlet itself; leaving Brindlet looks for a selection again.
+    QObject::connect(&app, &QGuiApplication::applicationStateChanged, &model, [&](Qt::ApplicationState state) {
+        if (state == Qt::ApplicationActive)
+            panel.hideSelectionBubble();
+        else if (state == Qt::ApplicationInactive)
+            model.scheduleBubbleRecheck();
+    });
+    TerminationGate gate(settings, putAway);
+    app.installEventFilter(&gate);
+    QObject::connect(&app, &QGuiApplication::commitDataRequest, &gate,
+        [&gate] { gate.setPendingReason(ApplicationTerminationReason::systemPowerOff); });
+    QObject::connect(&instance, &SingleInstance::reopenRequested, &model, [&model] { model.openWorkspace(); });
+    QObject::connect(&instance, &SingleInstance::quitRequested, &gate,
+        [&gate] { gate.quit(ApplicationTerminationReason::explicitComplete); });
 
     QMenu menu(QStringLiteral("Brindlet"));
+    QAction* openWorkspace = menu.addAction(QString());
     QAction* quickCommand = menu.addAction(QString());
     QAction* quickFix = menu.addAction(QString());
     menu.addSeparator();
+    QAction* checkForUpdates = menu.addAction(QStringLiteral("Check for Updates…"));
+    menu.addSeparator();
     QAction* quit = menu.addAction(QStringLiteral("Quit Brindlet Completely"));
-    QObject::connect(&menu, &QMenu::aboutToShow, &menu, [&] {
-        quickCommand->setText(
-            menuTitle(QStringLiteral("Quick Command"), settings.shortcut(GlobalHotKeyAction::quickCommand)));
-        quickFix->setText(menuTitle(QStringLiteral("Quick Fix"), settings.shortcut(GlobalHotKeyAction::quickFix)));
-    });
+    const auto refreshTitles = [&] {
+        for (const auto& [item, action] : { std::pair { openWorkspace, GlobalHotKeyAction::openWorkspace },
+                 std::pair { quickCommand, GlobalHotKeyAction::quickCommand },
+                 std::pair { quickFix, GlobalHotKeyAction::quickFix } })
+            item->setText(menuTitle(displayName(action), settings.shortcut(action)));
+    };
+    refreshTitles();
+    QObject::connect(&menu, &QMenu::aboutToShow, &menu, refreshTitles);
+    QObject::connect(openWorkspace, &QAction::triggered, &model, [&model] { model.openWorkspace(); });
     QObject::connect(
         quickCommand, &QAction::triggered, &model, [&model] { model.presentQuickHUD(QuickHUDTrigger::menuBar); });
     QObject::connect(quickFix, &QAction::triggered, &model, [&model] { model.startQuickFix(); });
-    QObject::connect(quit, &QAction::triggered, &app, &QApplication::quit);
+    // Updates have no controller yet: the check is answered with a beep.
+    QObject::connect(checkForUpdates, &QAction::triggered, &app, [] { QApplication::beep(); });
+    QObject::connect(
+        quit, &QAction::triggered, &gate, [&gate] { gate.quit(ApplicationTerminationReason::explicitComplete); });
     QSystemTrayIcon tray(brindletMark());
     tray.setToolTip(QStringLiteral("Brindlet"));
     tray.setContextMenu(&menu);
@@ -151,11 +192,14 @@ int main(int argc, char** argv)
         tray.show();
     else
         say(stderr,
-            QStringLiteral("This desktop has no system tray: Brindlet runs without its menu. Its shortcuts work, and "
-                           "brindlet --quit ends it."));
+            QStringLiteral("This desktop has no system tray: start brindlet again to open its window. Its shortcuts "
+                           "work, and brindlet --quit ends it."));
 
-    quitOnSignals();
+    quitOnSignals(gate);
     model.start();
+    // Until onboarding exists, a first run opens the workspace.
+    if (!settings.hasCompletedOnboarding())
+        model.openWorkspace();
     say(stdout, QStringLiteral("Brindlet is running."));
     const int code = QApplication::exec();
 

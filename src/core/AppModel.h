@@ -57,7 +57,8 @@ class AppModel : public QObject {
     Q_PROPERTY(
         QString workingSourceText READ workingSourceText WRITE setWorkingSourceText NOTIFY workingSourceTextChanged)
     Q_PROPERTY(QString instruction READ instruction WRITE setInstruction NOTIFY instructionChanged)
-    Q_PROPERTY(QString result READ result NOTIFY resultChanged)
+    // The user may edit a result before using it.
+    Q_PROPERTY(QString result READ result WRITE setResult NOTIFY resultChanged)
     Q_PROPERTY(QString generationPreview READ generationPreview NOTIFY generationPreviewChanged)
     Q_PROPERTY(std::optional<QUuid> selectedPresetID READ selectedPresetID WRITE setSelectedPresetID NOTIFY
             selectedPresetIDChanged)
@@ -133,6 +134,7 @@ public:
     void setObservedSnapshot(const std::optional<brindlet::SelectionSnapshot>& value);
     void setWorkingSourceText(const QString& value);
     void setInstruction(const QString& value);
+    void setResult(const QString& value);
     void setSelectedPresetID(const std::optional<QUuid>& value);
     void setPresetSearchQuery(const QString& value);
     void setQuickPresetName(const QString& value);
@@ -253,7 +255,6 @@ signals:
 
 private:
     // Fields that only the model's own operations change.
-    void setResult(const QString& value);
     void setGenerationPreview(const QString& value);
     void setIsGenerating(bool value);
     void setAccessibilityGranted(bool value);

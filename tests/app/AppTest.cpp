@@ -121,4 +121,32 @@ TEST_F(Application, QuickCommandTakesAnInstructionAndReturnDeliversTheResult)
     EXPECT_TRUE(ollama.requests().constLast().body.contains("add a comma"));
 }
 
+// A first run opens the workspace, where an instruction typed and Ctrl+Return reach the provider.
+// Ctrl+Q puts Brindlet away without ending it; a second launch brings the window back; --quit
+// ends it.
+TEST_F(Application, FirstRunWorkspaceWorksByKeyboardAndCtrlQPutsItAway)
+{
+    ollama.respondWith(FakeResponse::stream({ u"A short"_qs, u" poem."_qs }));
+    AppUnderTest firstRun(ollama.baseURL(), true);
+    ASSERT_TRUE(firstRun.start());
+    ASSERT_TRUE(runUntil([] { return keyboardGoesTo("Brindlet"); }, 10s));
+    runUntil([] { return false; }, 200ms); // the instruction takes the focus
+    typeText(u"write a poem"_qs);
+    pressChord({ XK_Control_L, XK_Return });
+    // Its start asks for the installed models: the generation is the request that names the instruction.
+    EXPECT_TRUE(runUntil(
+        [&] { return !ollama.requests().isEmpty() && ollama.requests().constLast().body.contains("write a poem"); },
+        10s));
+
+    pressChord({ XK_Control_L, XK_Q });
+    EXPECT_TRUE(runUntil([] { return !visibleWindowTitled("Brindlet"); }, 5s));
+    runUntil([] { return false; }, 300ms);
+    EXPECT_EQ(firstRun.process().state(), QProcess::Running);
+    EXPECT_EQ(firstRun.launchAgain(), 0);
+    EXPECT_TRUE(runUntil([] { return visibleWindowTitled("Brindlet").has_value(); }, 5s));
+    EXPECT_EQ(firstRun.launchAgain({ u"--quit"_qs }), 0);
+    ASSERT_TRUE(firstRun.process().waitForFinished(10000));
+    EXPECT_EQ(firstRun.process().exitCode(), 0);
+}
+
 } // namespace

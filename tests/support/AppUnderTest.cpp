@@ -16,7 +16,7 @@ AppUnderTest::AppUnderTest()
         &process_, &QProcess::readyReadStandardOutput, [this] { output_ += process_.readAllStandardOutput(); });
 }
 
-AppUnderTest::AppUnderTest(const QString& ollamaURL)
+AppUnderTest::AppUnderTest(const QString& ollamaURL, bool firstRun)
     : AppUnderTest()
 {
     configHome_.emplace();
@@ -24,7 +24,7 @@ AppUnderTest::AppUnderTest(const QString& ollamaURL)
     defaults.apply({ { QStringLiteral("defaultProvider"), DefaultsValue(QStringLiteral("ollama")) },
         { QStringLiteral("ollamaURL"), DefaultsValue(ollamaURL) },
         { QStringLiteral("ollamaModel"), DefaultsValue(QStringLiteral("m")) },
-        { QStringLiteral("hasCompletedOnboarding"), DefaultsValue(true) } });
+        { QStringLiteral("hasCompletedOnboarding"), DefaultsValue(!firstRun) } });
 }
 
 AppUnderTest::~AppUnderTest()

@@ -14,8 +14,9 @@ namespace brindlet::test {
 
 class AppUnderTest {
 public:
-    // Writes settings of its own: Ollama at this address with the model "m", setup finished.
-    explicit AppUnderTest(const QString& ollamaURL);
+    // Writes settings of its own: Ollama at this address with the model "m", and setup finished
+    // unless this is to be a first run.
+    explicit AppUnderTest(const QString& ollamaURL, bool firstRun = false);
     // With the user's own settings, as the user would start it.
     AppUnderTest();
     ~AppUnderTest();

@@ -9,15 +9,15 @@ Rectangle {
     id: root
     // The coordinator sizes the panel for each phase; the content fits or is clipped.
     clip: true
-    radius: hud.phase === "bubble" ? 15 : 20
+    radius: session.phase === "bubble" ? 15 : 20
     color: palette.window
     border.color: palette.mid
     Accessible.role: Accessible.Pane
-    Accessible.name: hud.phase === "bubble" ? "Brindlet selected-text actions" : "Brindlet quick actions"
+    Accessible.name: session.phase === "bubble" ? "Brindlet selected-text actions" : "Brindlet quick actions"
 
     // The bubble beside a selection: one round button that opens the HUD for it.
     RoundButton {
-        visible: hud.phase === "bubble"
+        visible: session.phase === "bubble"
         anchors.centerIn: parent
         width: 40
         height: 40
@@ -26,23 +26,27 @@ Rectangle {
         Accessible.name: "Open Brindlet for selected text"
         // The help text is told, not shown: a tooltip inside so small a panel covers the button.
         Accessible.description: "Ask Brindlet"
-        onClicked: hud.pressBubble()
+        onClicked: session.pressBubble()
     }
 
     Shortcut {
         sequences: [StandardKey.Cancel]
-        enabled: ["compose", "providerPicker", "sourceDetail", "review", "quickFixStatus"].indexOf(hud.phase) >= 0
-        onActivated: hud.close()
+        enabled: ["compose", "providerPicker", "sourceDetail", "review", "quickFixStatus"].indexOf(session.phase) >= 0
+        onActivated: session.close()
+    }
+    Shortcut {
+        sequence: "Ctrl+Q"
+        onActivated: session.closeWindows()
     }
     Shortcut {
         sequences: ["Ctrl+Return", "Ctrl+Enter"]
-        enabled: hud.phase === "compose" || hud.phase === "providerPicker"
-        onActivated: hud.generate()
+        enabled: session.phase === "compose" || session.phase === "providerPicker"
+        onActivated: session.generate()
     }
     Shortcut {
         sequences: ["Return", "Enter"]
-        enabled: hud.phase === "review" && !hud.isDelivering
-        onActivated: hud.usePrimary()
+        enabled: session.phase === "review" && !session.isDelivering
+        onActivated: session.usePrimary()
     }
 
     ColumnLayout {
@@ -55,18 +59,18 @@ Rectangle {
 
         // compose, and the provider picker below it
         ColumnLayout {
-            visible: hud.phase === "compose" || hud.phase === "providerPicker"
+            visible: session.phase === "compose" || session.phase === "providerPicker"
             Layout.fillWidth: true
             RowLayout {
                 Layout.fillWidth: true
                 ColumnLayout {
                     Layout.fillWidth: true
                     RowLayout {
-                        Label { text: hud.sourceTitle; font.bold: true }
-                        Label { text: "Edited"; visible: hud.isSourceEdited && hud.hasSourceText; color: palette.highlight }
+                        Label { text: session.sourceTitle; font.bold: true }
+                        Label { text: "Edited"; visible: session.isSourceEdited && session.hasSourceText; color: palette.highlight }
                     }
                     Label {
-                        text: hud.sourcePreview
+                        text: session.sourcePreview
                         elide: Text.ElideRight
                         Layout.fillWidth: true
                         maximumLineCount: 2
@@ -75,62 +79,62 @@ Rectangle {
                 }
                 Button {
                     text: "Read"
-                    visible: hud.hasSourceText
+                    visible: session.hasSourceText
                     Accessible.name: "Read full selected text"
-                    onClicked: hud.openSourceDetail(false)
+                    onClicked: session.openSourceDetail(false)
                 }
                 Button {
                     text: "Edit"
-                    visible: hud.hasSourceText
+                    visible: session.hasSourceText
                     Accessible.name: "Edit selected text"
-                    onClicked: hud.openSourceDetail(true)
+                    onClicked: session.openSourceDetail(true)
                 }
                 Button {
                     text: "Close"
                     Accessible.name: "Close quick actions"
-                    onClicked: hud.close()
+                    onClicked: session.close()
                 }
             }
             TextArea {
                 id: instruction
                 Layout.fillWidth: true
-                placeholderText: hud.instructionPlaceholder
-                text: hud.instruction
+                placeholderText: session.instructionPlaceholder
+                text: session.instruction
                 wrapMode: TextEdit.Wrap
                 Accessible.name: "Instruction"
                 // Tab leaves the field for its controls rather than typing a tab.
                 KeyNavigation.priority: KeyNavigation.BeforeItem
                 KeyNavigation.tab: providerChip
-                focus: hud.phase === "compose"
-                onTextChanged: if (text !== hud.instruction) hud.instruction = text
+                focus: session.phase === "compose"
+                onTextChanged: if (text !== session.instruction) session.instruction = text
                 onVisibleChanged: if (visible) forceActiveFocus()
             }
             RowLayout {
                 Layout.fillWidth: true
                 Button {
                     id: providerChip
-                    text: hud.providerName
+                    text: session.providerName
                     flat: true
-                    Accessible.name: "Provider: " + hud.providerName
-                    onClicked: hud.toggleProviderPicker()
+                    Accessible.name: "Provider: " + session.providerName
+                    onClicked: session.toggleProviderPicker()
                 }
                 Item { Layout.fillWidth: true }
                 Button {
                     text: "Generate"
                     highlighted: true
                     Accessible.name: "Generate"
-                    onClicked: hud.generate()
+                    onClicked: session.generate()
                 }
             }
         }
 
         // the provider list
         ColumnLayout {
-            visible: hud.phase === "providerPicker"
+            visible: session.phase === "providerPicker"
             Layout.fillWidth: true
             spacing: 2
             Repeater {
-                model: hud.providers
+                model: session.providers
                 delegate: Button {
                     Layout.fillWidth: true
                     flat: !modelData.current
@@ -138,33 +142,33 @@ Rectangle {
                     text: modelData.name + " · " + modelData.subtitle
                     Accessible.name: modelData.name
                     Accessible.description: modelData.subtitle
-                    onClicked: hud.selectProvider(index)
+                    onClicked: session.selectProvider(index)
                 }
             }
             RowLayout {
-                visible: hud.isOllama
+                visible: session.isOllama
                 Label { text: "OLLAMA MODEL"; font.bold: true }
                 Button {
                     text: "Refresh"
-                    enabled: !hud.isRefreshingOllamaModels
+                    enabled: !session.isRefreshingOllamaModels
                     Accessible.name: "Refresh"
-                    onClicked: hud.refreshOllamaModels()
+                    onClicked: session.refreshOllamaModels()
                 }
                 Label {
-                    visible: hud.isRefreshingOllamaModels && hud.ollamaModels.length === 0
+                    visible: session.isRefreshingOllamaModels && session.ollamaModels.length === 0
                     text: "Checking installed models…"
                 }
             }
             Flow {
-                visible: hud.isOllama
+                visible: session.isOllama
                 Layout.fillWidth: true
                 spacing: 4
                 Repeater {
-                    model: hud.ollamaModels
+                    model: session.ollamaModels
                     delegate: Button {
                         text: modelData
                         Accessible.name: "Use Ollama model " + modelData
-                        onClicked: hud.selectOllamaModel(modelData)
+                        onClicked: session.selectOllamaModel(modelData)
                     }
                 }
             }
@@ -172,41 +176,41 @@ Rectangle {
 
         // the selected text in full, to read or edit
         ColumnLayout {
-            visible: hud.phase === "sourceDetail"
+            visible: session.phase === "sourceDetail"
             Layout.fillWidth: true
             Accessible.name: "Selected text detail"
             RowLayout {
                 Layout.fillWidth: true
                 ColumnLayout {
                     Layout.fillWidth: true
-                    Label { text: hud.isEditingSource ? "Edit selected text" : "Selected text"; font.bold: true }
-                    Label { text: hud.capturedFrom; visible: hud.capturedFrom.length > 0 }
+                    Label { text: session.isEditingSource ? "Edit selected text" : "Selected text"; font.bold: true }
+                    Label { text: session.capturedFrom; visible: session.capturedFrom.length > 0 }
                 }
                 Button {
                     text: "Edit"
-                    visible: !hud.isEditingSource && !hud.isSourceReadOnly
+                    visible: !session.isEditingSource && !session.isSourceReadOnly
                     Accessible.name: "Edit selected text"
-                    onClicked: hud.openSourceDetail(true)
+                    onClicked: session.openSourceDetail(true)
                 }
-                Button { text: "Close"; Accessible.name: "Close quick actions"; onClicked: hud.close() }
+                Button { text: "Close"; Accessible.name: "Close quick actions"; onClicked: session.close() }
             }
             TextArea {
-                visible: hud.isEditingSource
+                visible: session.isEditingSource
                 Layout.fillWidth: true
                 Layout.preferredHeight: 180
                 wrapMode: TextEdit.Wrap
-                text: hud.sourceText
+                text: session.sourceText
                 placeholderText: "Enter the text Brindlet should work with…"
                 Accessible.name: "Editable selected text"
-                onTextChanged: if (text !== hud.sourceText) hud.sourceText = text
+                onTextChanged: if (text !== session.sourceText) session.sourceText = text
                 onVisibleChanged: if (visible) forceActiveFocus()
             }
             Label {
-                visible: !hud.isEditingSource
+                visible: !session.isEditingSource
                 Layout.fillWidth: true
                 Layout.preferredHeight: 180
                 wrapMode: Text.WordWrap
-                text: hud.sourceText.length > 0 ? hud.sourceText
+                text: session.sourceText.length > 0 ? session.sourceText
                                                 : "No working text. Choose Edit to add text or revert to the captured selection."
                 Accessible.name: "Full selected text"
             }
@@ -214,68 +218,68 @@ Rectangle {
                 Layout.fillWidth: true
                 wrapMode: Text.WordWrap
                 font.pixelSize: 11
-                text: (hud.isSourceReadOnly ? "Return to quick actions before editing this source."
+                text: (session.isSourceReadOnly ? "Return to quick actions before editing this source."
                                             : "Edits change Brindlet’s working input only. The source app changes only after Replace.")
-                      + "  " + hud.sourceCounts
+                      + "  " + session.sourceCounts
             }
             RowLayout {
                 Layout.fillWidth: true
                 Item { Layout.fillWidth: true }
                 Button {
                     text: "Revert"
-                    visible: hud.isEditingSource && hud.isSourceEdited
+                    visible: session.isEditingSource && session.isSourceEdited
                     Accessible.name: "Revert"
-                    onClicked: hud.revertSource()
+                    onClicked: session.revertSource()
                 }
                 Button {
-                    text: hud.isSourceReadOnly ? "Back to review" : "Done"
+                    text: session.isSourceReadOnly ? "Back to review" : "Done"
                     highlighted: true
                     Accessible.name: text
-                    onClicked: hud.closeSourceDetail()
+                    onClicked: session.closeSourceDetail()
                 }
             }
         }
 
         // generating
         ColumnLayout {
-            visible: hud.phase === "generating"
+            visible: session.phase === "generating"
             Layout.fillWidth: true
-            Label { text: hud.generationPreview.length > 0 ? "Writing…" : "Connecting…"; font.bold: true }
+            Label { text: session.generationPreview.length > 0 ? "Writing…" : "Connecting…"; font.bold: true }
             Label { text: "You can review and edit the complete result before using it." }
             BusyIndicator { running: parent.visible; implicitHeight: 24; implicitWidth: 24 }
             Label {
                 Layout.fillWidth: true
                 wrapMode: Text.WordWrap
-                text: hud.generationPreview.length > 0 ? hud.generationPreview : "Waiting for the first words…"
+                text: session.generationPreview.length > 0 ? session.generationPreview : "Waiting for the first words…"
                 Accessible.name: "Preview"
             }
-            Button { text: "Cancel"; Accessible.name: "Cancel"; onClicked: hud.cancel() }
+            Button { text: "Cancel"; Accessible.name: "Cancel"; onClicked: session.cancel() }
         }
 
         // quickFixGenerating
         ColumnLayout {
-            visible: hud.phase === "quickFixGenerating"
+            visible: session.phase === "quickFixGenerating"
             Layout.fillWidth: true
-            Label { text: hud.isDelivering ? "Replacing selection…" : "Fixing writing…"; font.bold: true }
-            Label { text: hud.sourceTitle.indexOf("Selected in ") === 0 ? hud.sourceTitle : hud.providerName }
-            Button { text: "Cancel"; Accessible.name: "Cancel"; onClicked: hud.cancel() }
+            Label { text: session.isDelivering ? "Replacing selection…" : "Fixing writing…"; font.bold: true }
+            Label { text: session.sourceTitle.indexOf("Selected in ") === 0 ? session.sourceTitle : session.providerName }
+            Button { text: "Cancel"; Accessible.name: "Cancel"; onClicked: session.cancel() }
         }
 
         // quickFixStatus
         RowLayout {
-            visible: hud.phase === "quickFixStatus"
+            visible: session.phase === "quickFixStatus"
             Layout.fillWidth: true
             Label {
                 Layout.fillWidth: true
                 wrapMode: Text.WordWrap
-                text: hud.statusText.length > 0 ? hud.statusText : "Quick Fix could not continue."
+                text: session.statusText.length > 0 ? session.statusText : "Quick Fix could not continue."
             }
-            Button { text: "Close Quick Fix"; Accessible.name: "Close Quick Fix"; onClicked: hud.close() }
+            Button { text: "Close Quick Fix"; Accessible.name: "Close Quick Fix"; onClicked: session.close() }
         }
 
         // review
         ColumnLayout {
-            visible: hud.phase === "review"
+            visible: session.phase === "review"
             Layout.fillWidth: true
             RowLayout {
                 Layout.fillWidth: true
@@ -283,62 +287,62 @@ Rectangle {
                     text: "Back"
                     Accessible.name: "Back to quick actions"
                     ToolTip.text: "Returns to the quick actions while keeping this result"
-                    onClicked: hud.back()
+                    onClicked: session.back()
                 }
                 ColumnLayout {
                     Layout.fillWidth: true
                     Label { text: "Ready to review"; font.bold: true }
-                    Label { text: hud.attachedTo; visible: hud.attachedTo.length > 0 }
+                    Label { text: "Attached to " + session.attachedTo; visible: session.attachedTo.length > 0 }
                 }
-                Button { text: "Close"; Accessible.name: "Close quick actions"; onClicked: hud.close() }
+                Button { text: "Close"; Accessible.name: "Close quick actions"; onClicked: session.close() }
             }
             Label {
                 Layout.fillWidth: true
                 wrapMode: Text.WordWrap
-                text: hud.result
+                text: session.result
                 Accessible.name: "Result"
             }
             Button {
                 text: "View source"
-                visible: hud.hasSourceText
+                visible: session.hasSourceText
                 Accessible.name: "View source"
-                onClicked: hud.openSourceDetail(false)
+                onClicked: session.openSourceDetail(false)
             }
             RowLayout {
                 Layout.fillWidth: true
-                Button { text: "Regenerate"; Accessible.name: "Regenerate"; onClicked: hud.regenerate() }
+                Button { text: "Regenerate"; Accessible.name: "Regenerate"; onClicked: session.regenerate() }
                 Button {
                     text: "Copy"
-                    visible: hud.deliveryLabel !== "Copy"
+                    visible: session.deliveryLabel !== "Copy"
                     Accessible.name: "Copy"
-                    onClicked: hud.copy()
+                    onClicked: session.copy()
                 }
                 Item { Layout.fillWidth: true }
                 Button {
-                    text: hud.isDelivering ? "Returning…" : hud.deliveryLabel
+                    text: session.isDelivering ? "Returning…" : session.deliveryLabel
                     highlighted: true
-                    Accessible.name: hud.deliveryLabel
-                    onClicked: hud.usePrimary()
+                    Accessible.name: session.deliveryLabel
+                    onClicked: session.usePrimary()
                 }
             }
         }
 
         // confirmation
         Label {
-            visible: hud.phase === "confirmation"
-            text: hud.statusText.length > 0 ? hud.statusText : "Done"
+            visible: session.phase === "confirmation"
+            text: session.statusText.length > 0 ? session.statusText : "Done"
             font.bold: true
         }
 
         // The status line of every phase that has one.
         Label {
-            visible: hud.statusText.length > 0
-                     && ["compose", "providerPicker", "review", "generating"].indexOf(hud.phase) >= 0
+            visible: session.statusText.length > 0
+                     && ["compose", "providerPicker", "review", "generating"].indexOf(session.phase) >= 0
             Layout.fillWidth: true
             wrapMode: Text.WordWrap
-            text: hud.statusText
+            text: session.statusText
             color: "#b3261e"
-            Accessible.name: hud.statusText
+            Accessible.name: session.statusText
         }
     }
 }
