@@ -23,6 +23,34 @@ QuickHUDPanel::QuickHUDPanel(AppModel& model, SessionView& session, WorkspaceWin
     , session_(session)
     , workspace_(workspace)
 {
+    const auto watchDisplay = [this](QScreen* screen) {
+        QObject::connect(screen, &QScreen::geometryChanged, &displayWatch_, [this] { dismissIfOpen(); });
+    };
+    for (QScreen* screen : QGuiApplication::screens())
+        watchDisplay(screen);
+    QObject::connect(qApp, &QGuiApplication::screenAdded, &displayWatch_, [this, watchDisplay](QScreen* screen) {
+        watchDisplay(screen);
+        dismissIfOpen();
+    });
+    QObject::connect(qApp, &QGuiApplication::screenRemoved, &displayWatch_, [this] { dismissIfOpen(); });
+}
+
+void QuickHUDPanel::dismissIfOpen()
+{
+    if (model_.quickHUDPhase() != QuickHUDPhase::bubble)
+        model_.dismissQuickHUD();
+}
+
+void QuickHUDPanel::watchClicks(QuickHUDPhase phase)
+{
+    if (phase == QuickHUDPhase::bubble || !view_ || !view_->isVisible()) {
+        clicks_.stop();
+        return;
+    }
+    clicks_.start([this](QPoint click) {
+        if (view_ && isOutsideClick(QRectF(view_->geometry()), QPointF(click)))
+            dismissIfOpen();
+    });
 }
 
 QQuickView& QuickHUDPanel::view()
@@ -78,13 +106,18 @@ void QuickHUDPanel::layOut(QuickHUDPhase phase)
     view().setGeometry(flipped(frameForPhase(phase, size, *anchor_, stable_)).toRect());
 }
 
-void QuickHUDPanel::showQuickHUD(std::optional<Rect> bounds, std::optional<std::int32_t>)
+void QuickHUDPanel::showQuickHUD(std::optional<Rect> bounds, std::optional<std::int32_t> processID)
 {
     anchor_ = anchorFor(bounds);
     stable_.reset();
     layOut(model_.quickHUDPhase());
     quickHUDPhaseDidChange(model_.quickHUDPhase());
     view().show();
+    watchClicks(model_.quickHUDPhase());
+    if (processID)
+        sourceExit_.watch(*processID, [this] { dismissIfOpen(); });
+    else
+        sourceExit_.stop();
     if (takesKeyboard(model_.quickHUDPhase()))
         view().requestActivate();
 }
@@ -96,6 +129,7 @@ void QuickHUDPanel::quickHUDPhaseDidChange(QuickHUDPhase phase)
     view_->setFlag(Qt::WindowDoesNotAcceptFocus, !takesKeyboard(phase));
     if (view_->isVisible())
         layOut(phase);
+    watchClicks(phase);
 }
 
 void QuickHUDPanel::hideQuickHUD()
@@ -104,6 +138,8 @@ void QuickHUDPanel::hideQuickHUD()
         view_->hide();
     anchor_.reset();
     stable_.reset();
+    clicks_.stop();
+    sourceExit_.stop();
 }
 
 void QuickHUDPanel::showSelectionBubble(std::optional<Rect> bounds)

@@ -4,6 +4,8 @@
 // the window coordinator.
 
 #include "SessionView.h"
+#include "platform/linux/ProcessExitWatch.h"
+#include "platform/linux/X11ClickMonitor.h"
 #include "windows/HUDPlacement.h"
 #include "windows/WindowCoordinating.h"
 
@@ -29,6 +31,10 @@ public:
 private:
     QQuickView& view();
     void layOut(QuickHUDPhase phase);
+    // An open HUD closes on a click outside it, when the displays change, and when the
+    // application it came up over ends.
+    void watchClicks(QuickHUDPhase phase);
+    void dismissIfOpen();
 
     AppModel& model_;
     SessionView& session_;
@@ -37,6 +43,9 @@ private:
     // One showing: where it is anchored and which edge stays put.
     std::optional<QuickHUDAnchor> anchor_;
     std::optional<QuickHUDStablePlacement> stable_;
+    X11ClickMonitor clicks_;
+    ProcessExitWatch sourceExit_;
+    QObject displayWatch_;
 };
 
 } // namespace brindlet

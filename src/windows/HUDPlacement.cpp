@@ -181,4 +181,9 @@ QRectF frameForPhase(
     return QRectF(QPointF(stable->originX, y), size);
 }
 
+bool isOutsideClick(const QRectF& panelFrame, QPointF click)
+{
+    return !panelFrame.adjusted(-2, -2, 2, 2).contains(click);
+}
+
 } // namespace brindlet

@@ -51,5 +51,8 @@ QSizeF panelSize(QuickHUDPhase phase, bool hasResult, qsizetype resultLength);
 // size, which edge stays put; later phases keep that edge and move only the other.
 QRectF frameForPhase(
     QuickHUDPhase phase, QSizeF size, const QuickHUDAnchor& anchor, std::optional<QuickHUDStablePlacement>& stable);
+// Whether a click at this point closes the open HUD: a click within 2 points of the panel
+// counts as on it.
+bool isOutsideClick(const QRectF& panelFrame, QPointF click);
 
 } // namespace brindlet

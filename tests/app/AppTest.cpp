@@ -66,11 +66,11 @@ TEST_F(Application, QuickFixShortcutFixesTheSelectionInPlace)
 }
 
 // A selection gets the bubble beside it, without the editor losing the keyboard; a click on the
-// bubble opens the HUD for that selection.
+// bubble opens the HUD for that selection, and the HUD goes when the editor ends.
 TEST_F(Application, TheBubbleBesideASelectionOpensTheHUD)
 {
-    TestEditor editor(TestEditor::Kind::gtkEntry, u"hello world"_qs, { { 0, 5 } });
-    ASSERT_TRUE(editor.waitUntilReady());
+    auto editor = std::make_unique<TestEditor>(TestEditor::Kind::gtkEntry, u"hello world"_qs, std::pair { 0, 5 });
+    ASSERT_TRUE(editor->waitUntilReady());
     // The window manager focuses a new window a moment after it shows; a HUD opened before
     // that would lose the keyboard to it, and a HUD that loses the keyboard closes.
     ASSERT_TRUE(runUntil([] { return keyboardGoesTo("Editor"); }, 10s));
@@ -83,7 +83,9 @@ TEST_F(Application, TheBubbleBesideASelectionOpensTheHUD)
         },
         10s));
     clickAt(bubble->center().x(), bubble->center().y());
-    EXPECT_TRUE(runUntil([] { return visibleHUD().has_value(); }, 5s));
+    ASSERT_TRUE(runUntil([] { return visibleHUD().has_value(); }, 5s));
+    editor.reset();
+    EXPECT_TRUE(runUntil([] { return !visibleHUD(); }, 5s));
 }
 
 TEST_F(Application, QuickCommandTakesAnInstructionAndReturnDeliversTheResult)
@@ -101,6 +103,12 @@ TEST_F(Application, QuickCommandTakesAnInstructionAndReturnDeliversTheResult)
     ASSERT_TRUE(runUntil([] { return visibleHUD().has_value(); }, 5s));
     runUntil([] { return false; }, 300ms); // the instruction takes the focus
     pressChord({ XK_Escape });
+    EXPECT_TRUE(runUntil([] { return !visibleHUD(); }, 5s));
+    // So does a click outside it, here on the editor's title bar, which leaves its selection alone.
+    pressChord({ XK_Shift_L, XK_Super_L, XK_space });
+    ASSERT_TRUE(runUntil([] { return visibleHUD().has_value(); }, 5s));
+    const QRect editorWindow = visibleWindowTitled("Editor").value_or(QRect());
+    clickAt(editorWindow.center().x(), editorWindow.top() - 8);
     EXPECT_TRUE(runUntil([] { return !visibleHUD(); }, 5s));
     pressChord({ XK_Shift_L, XK_Super_L, XK_space });
     ASSERT_TRUE(runUntil([] { return visibleHUD() && keyboardGoesTo("Brindlet quick actions"); }, 5s));

@@ -39,6 +39,10 @@ TEST(HUDPlacement, FollowsTheDesignsRules)
     // Review heights: 100 characters give 258, held up to 300; 2000 give 420.
     EXPECT_EQ(panelSize(QuickHUDPhase::review, true, 100).height(), 300);
     EXPECT_EQ(panelSize(QuickHUDPhase::review, true, 2000).height(), 420);
+    // A click 1 point outside the panel is on it; 3 points out closes it.
+    EXPECT_FALSE(isOutsideClick(QRectF(100, 100, 448, 258), { 99, 200 }));
+    EXPECT_TRUE(isOutsideClick(QRectF(100, 100, 448, 258), { 97, 200 }));
+    EXPECT_TRUE(isOutsideClick(QRectF(100, 100, 448, 258), { 300, 361 }));
 }
 
 // Near the bottom of the screen the panel opens above the selection, and height changes move
