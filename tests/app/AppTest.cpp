@@ -157,4 +157,36 @@ TEST_F(Application, FirstRunWorkspaceWorksByKeyboardAndCtrlQPutsItAway)
     EXPECT_EQ(firstRun.process().exitCode(), 0);
 }
 
+// Under a tray, the icon's menu opens the workspace with its first item and quits completely
+// with its last, also while Brindlet is kept running after other quits.
+TEST_F(Application, TheTrayMenuOpensTheWorkspaceAndQuitsCompletely)
+{
+    QProcess tray;
+    tray.start(u"trayer"_qs,
+        { u"--edge"_qs, u"top"_qs, u"--align"_qs, u"right"_qs, u"--widthtype"_qs, u"pixel"_qs, u"--width"_qs, u"80"_qs,
+            u"--height"_qs, u"24"_qs });
+    ASSERT_TRUE(tray.waitForStarted());
+    ASSERT_TRUE(runUntil([] { return visibleWindowTitled("panel").has_value(); }, 10s));
+    ASSERT_TRUE(app.start());
+    const auto small = [](const QRect& place) { return place.width() < 50; };
+    const auto large = [](const QRect& place) { return place.width() > 500; };
+    std::optional<QRect> icon;
+    ASSERT_TRUE(runUntil([&] { return (icon = visibleWindowTitled("Brindlet", small)).has_value(); }, 10s));
+
+    clickAt(icon->center().x(), icon->center().y(), 3);
+    runUntil([] { return false; }, 300ms); // the menu takes the keyboard
+    pressChord({ XK_Down });
+    pressChord({ XK_Return });
+    EXPECT_TRUE(runUntil([&] { return visibleWindowTitled("Brindlet", large).has_value(); }, 5s));
+
+    clickAt(icon->center().x(), icon->center().y(), 3);
+    runUntil([] { return false; }, 300ms);
+    pressChord({ XK_Up });
+    pressChord({ XK_Return });
+    ASSERT_TRUE(app.process().waitForFinished(10000));
+    EXPECT_EQ(app.process().exitCode(), 0);
+    tray.kill();
+    tray.waitForFinished();
+}
+
 } // namespace

@@ -67,7 +67,26 @@ int AppUnderTest::launchAgain(const QStringList& arguments)
     return again.exitStatus() == QProcess::NormalExit ? again.exitCode() : -1;
 }
 
-std::optional<QRect> visibleWindowTitled(const QByteArray& title)
+namespace {
+// The title a window shows: its UTF-8 name, or the older one (Qt leaves that empty on a tray icon).
+QByteArray titleOf(Display* display, Window window)
+{
+    QByteArray title;
+    XTextProperty text {};
+    if (XGetTextProperty(display, window, &text, XInternAtom(display, "_NET_WM_NAME", False)) && text.value) {
+        title = QByteArray(reinterpret_cast<const char*>(text.value), int(text.nitems));
+        XFree(text.value);
+    }
+    char* name = nullptr;
+    if (title.isEmpty() && XFetchName(display, window, &name) && name)
+        title = name;
+    if (name)
+        XFree(name);
+    return title;
+}
+} // namespace
+
+std::optional<QRect> visibleWindowTitled(const QByteArray& title, const std::function<bool(const QRect&)>& fits)
 {
     Display* display = XOpenDisplay(nullptr);
     if (!display)
@@ -79,17 +98,16 @@ std::optional<QRect> visibleWindowTitled(const QByteArray& title)
     while (!pending.empty() && !found) {
         const Window window = pending.back();
         pending.pop_back();
-        char* name = nullptr;
         XWindowAttributes attributes {};
-        if (XFetchName(display, window, &name) && name && QByteArray(name) == title
-            && XGetWindowAttributes(display, window, &attributes) && attributes.map_state == IsViewable) {
+        if (titleOf(display, window) == title && XGetWindowAttributes(display, window, &attributes)
+            && attributes.map_state == IsViewable) {
             int x = 0, y = 0;
             Window child = 0;
             XTranslateCoordinates(display, window, DefaultRootWindow(display), 0, 0, &x, &y, &child);
-            found = QRect(x, y, attributes.width, attributes.height);
+            const QRect place(x, y, attributes.width, attributes.height);
+            if (!fits || fits(place))
+                found = place;
         }
-        if (name)
-            XFree(name);
         Window root = 0, parent = 0;
         Window* children = nullptr;
         unsigned int count = 0;
@@ -116,10 +134,7 @@ bool keyboardGoesTo(const QByteArray& title)
     bool found = false;
     // From the focused window up: the title may sit on a parent the toolkit made.
     while (window != 0 && window != PointerRoot && window != DefaultRootWindow(display) && !found) {
-        char* name = nullptr;
-        found = XFetchName(display, window, &name) && name && QByteArray(name) == title;
-        if (name)
-            XFree(name);
+        found = titleOf(display, window) == title;
         Window root = 0, parent = 0;
         Window* children = nullptr;
         unsigned int count = 0;

@@ -8,6 +8,7 @@
 #include <QRect>
 #include <QTemporaryDir>
 
+#include <functional>
 #include <optional>
 
 namespace brindlet::test {
@@ -37,7 +38,9 @@ private:
 
 // A window on screen with this title, and where: found from the root down, since the window
 // manager frames each top-level window.
-std::optional<QRect> visibleWindowTitled(const QByteArray& title);
+// With `fits`, only a window whose place it accepts: a tray icon and a window may share a title.
+std::optional<QRect> visibleWindowTitled(
+    const QByteArray& title, const std::function<bool(const QRect&)>& fits = nullptr);
 // Whether the keyboard goes to the window with this title (or one inside it).
 bool keyboardGoesTo(const QByteArray& title);
 

@@ -47,14 +47,14 @@ void typeText(const QString& text)
     send(events);
 }
 
-void clickAt(int x, int y)
+void clickAt(int x, int y, unsigned int button)
 {
     Display* display = XOpenDisplay(nullptr);
     if (!display)
         return;
     XTestFakeMotionEvent(display, -1, x, y, CurrentTime);
-    XTestFakeButtonEvent(display, 1, True, CurrentTime);
-    XTestFakeButtonEvent(display, 1, False, CurrentTime);
+    XTestFakeButtonEvent(display, button, True, CurrentTime);
+    XTestFakeButtonEvent(display, button, False, CurrentTime);
     XSync(display, False);
     XCloseDisplay(display);
 }

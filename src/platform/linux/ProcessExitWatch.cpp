@@ -1,5 +1,8 @@
 #include "ProcessExitWatch.h"
 
+#include <QTimer>
+
+#include <cerrno>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -14,8 +17,16 @@ bool ProcessExitWatch::watch(std::int32_t processID, std::function<void()> onExi
 {
     stop();
     fd_ = int(::syscall(SYS_pidfd_open, processID, 0));
-    if (fd_ < 0)
-        return false;
+    if (fd_ < 0) {
+        if (errno != ESRCH)
+            return false;
+        // Gone before the watch began: that is an exit too, told on the next turn like any other.
+        QTimer::singleShot(0, &guard_, [this, generation = generation_, onExit = std::move(onExit)] {
+            if (generation == generation_)
+                onExit();
+        });
+        return true;
+    }
     notifier_ = std::make_unique<QSocketNotifier>(fd_, QSocketNotifier::Read);
     QObject::connect(notifier_.get(), &QSocketNotifier::activated, notifier_.get(), [this, onExit = std::move(onExit)] {
         const auto callback = onExit; // the call may end this watch
@@ -27,6 +38,7 @@ bool ProcessExitWatch::watch(std::int32_t processID, std::function<void()> onExi
 
 void ProcessExitWatch::stop()
 {
+    ++generation_;
     // Stopping from within the notification itself: the notifier goes later.
     if (notifier_) {
         notifier_->setEnabled(false);
