@@ -98,16 +98,21 @@ TEST_F(Application, QuickCommandTakesAnInstructionAndReturnDeliversTheResult)
     ASSERT_TRUE(runUntil([] { return keyboardGoesTo("Editor"); }, 10s));
     ASSERT_TRUE(app.start());
 
-    // Escape puts the HUD away; the shortcut brings it back.
+    // The HUD opens beside the selection at the editor's left, not at the pointer, which waits
+    // in the far corner.
+    const QRect editorWindow = visibleWindowTitled("Editor").value_or(QRect());
+    clickAt(1270, 5, 0);
     pressChord({ XK_Shift_L, XK_Super_L, XK_space });
-    ASSERT_TRUE(runUntil([] { return visibleHUD().has_value(); }, 5s));
+    std::optional<QRect> hud;
+    ASSERT_TRUE(runUntil([&] { return (hud = visibleHUD()).has_value(); }, 5s));
+    EXPECT_LT(std::abs(hud->left() - editorWindow.left()), 80) << hud->left() << " " << editorWindow.left();
+    // Escape puts the HUD away; the shortcut brings it back.
     runUntil([] { return false; }, 300ms); // the instruction takes the focus
     pressChord({ XK_Escape });
     EXPECT_TRUE(runUntil([] { return !visibleHUD(); }, 5s));
     // So does a click outside it, here on the editor's title bar, which leaves its selection alone.
     pressChord({ XK_Shift_L, XK_Super_L, XK_space });
     ASSERT_TRUE(runUntil([] { return visibleHUD().has_value(); }, 5s));
-    const QRect editorWindow = visibleWindowTitled("Editor").value_or(QRect());
     clickAt(editorWindow.center().x(), editorWindow.top() - 8);
     EXPECT_TRUE(runUntil([] { return !visibleHUD(); }, 5s));
     pressChord({ XK_Shift_L, XK_Super_L, XK_space });

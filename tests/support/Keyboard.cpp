@@ -53,8 +53,10 @@ void clickAt(int x, int y, unsigned int button)
     if (!display)
         return;
     XTestFakeMotionEvent(display, -1, x, y, CurrentTime);
-    XTestFakeButtonEvent(display, button, True, CurrentTime);
-    XTestFakeButtonEvent(display, button, False, CurrentTime);
+    if (button != 0) {
+        XTestFakeButtonEvent(display, button, True, CurrentTime);
+        XTestFakeButtonEvent(display, button, False, CurrentTime);
+    }
     XSync(display, False);
     XCloseDisplay(display);
 }

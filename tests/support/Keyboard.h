@@ -12,7 +12,7 @@ namespace brindlet::test {
 void pressChord(std::initializer_list<unsigned long> keySymbols);
 // Types plain ASCII text key by key (capitals with Shift).
 void typeText(const QString& text);
-// Moves the pointer there and clicks a button: 1 is the left one, 3 the right.
+// Moves the pointer there and clicks a button: 1 is the left one, 3 the right, 0 none.
 void clickAt(int x, int y, unsigned int button = 1);
 
 } // namespace brindlet::test
