@@ -76,13 +76,22 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "brindlet_tour: Brindlet did not start.\n");
         return 1;
     }
+    // A first run opens the workspace; Ctrl+Q puts it away and gives the editor the keyboard back.
+    const auto workspace
+        = [] { return visibleWindowTitled("Brindlet", [](const QRect& place) { return place.width() > 500; }); };
+    if (runUntil([&] { return workspace().has_value(); }, 3s)) {
+        runUntil([] { return false; }, 500ms);
+        screenshot(folder, QStringLiteral("2-workspace.png"), QStringLiteral("a first run opens the workspace"));
+        pressChord({ XK_Control_L, XK_Q });
+        runUntil([&] { return !workspace() && keyboardGoesTo("Editor"); }, 5s);
+    }
     pressChord({ XK_Control_L, XK_Shift_L, XK_J });
     runUntil([] { return false; }, 1500ms);
-    screenshot(folder, QStringLiteral("2-quick-fix.png"), QStringLiteral("Control+Shift+J pressed: Quick Fix at work"));
+    screenshot(folder, QStringLiteral("3-quick-fix.png"), QStringLiteral("Control+Shift+J pressed: Quick Fix at work"));
     const bool fixed = runUntil([&] { return !editor.reportedTexts().isEmpty(); }, 30s)
         && editor.waitForText(editor.reportedTexts().constLast());
     runUntil([] { return false; }, 1s);
-    screenshot(folder, QStringLiteral("3-after.png"), QStringLiteral("the editor afterwards"));
+    screenshot(folder, QStringLiteral("4-after.png"), QStringLiteral("the editor afterwards"));
 
     if (fixed) {
         say(QStringLiteral("Quick Fix replaced the selection with:\n") + editor.reportedTexts().constLast());
