@@ -8,7 +8,7 @@
 #include <cstdint>
 
 #if defined(__x86_64__)
-#include <tmmintrin.h>
+#include <immintrin.h>
 #endif
 
 namespace brindlet {
@@ -239,7 +239,77 @@ __attribute__((target("ssse3"))) void escapeBlocks(const char16_t*& from, const 
     to = out;
 }
 
+// Thirty-two units at a time where AVX-512 can expand words: the units that take a two-unit
+// escape get a backslash inserted before them by one masked expansion, the mask made with one
+// bit deposit and one bit extraction. The same units as above are left to the caller.
+__attribute__((target("avx512f,avx512bw,avx512vbmi2,bmi2,popcnt"))) void escapeWideBlocks(
+    const char16_t*& from, const char16_t* end, char16_t*& to)
+{
+    const char16_t* in = from;
+    char16_t* out = to;
+    const __m512i lanes = _mm512_set_epi16(31, 30, 29, 28, 27, 26, 25, 24, 23, 22, 21, 20, 19, 18, 17, 16, 15, 14, 13,
+        12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
+    const __m512i backslashes = _mm512_set1_epi16('\\');
+    const __m512i quote = _mm512_set1_epi16('"'), backslash = backslashes, slash = _mm512_set1_epi16('/');
+    const __m512i controlLimit = _mm512_set1_epi16(0x20);
+    const __m512i surrogateMask = _mm512_set1_epi16(static_cast<short>(0xF800));
+    const __m512i pairMask = _mm512_set1_epi16(static_cast<short>(0xFC00));
+    const __m512i surrogateBase = _mm512_set1_epi16(static_cast<short>(0xD800));
+    // For each unit below 0x20, the letter of its escape, or 0 where it needs \u00xx.
+    const __m512i controlLetters = _mm512_set_epi16(
+        0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 'r', 'f', 0, 'n', 't', 'b', 0, 0, 0, 0, 0, 0, 0, 0);
+    constexpr std::uint64_t evenBits = 0x5555555555555555ULL;
+    constexpr std::uint64_t oddBits = 0xAAAAAAAAAAAAAAAAULL;
+    while (end - in >= 32) {
+        const __m512i units = _mm512_loadu_si512(in);
+        __mmask32 escaped = _mm512_cmpeq_epi16_mask(units, quote) | _mm512_cmpeq_epi16_mask(units, backslash)
+            | _mm512_cmpeq_epi16_mask(units, slash);
+        __m512i letters = units;
+        if (const __mmask32 control = _mm512_cmplt_epu16_mask(units, controlLimit)) {
+            const __m512i controlLetter = _mm512_permutexvar_epi16(units, controlLetters);
+            const __mmask32 lettered = control & _mm512_test_epi16_mask(controlLetter, controlLetter);
+            if (control & ~lettered)
+                break;
+            escaped |= lettered;
+            letters = _mm512_mask_mov_epi16(letters, lettered, controlLetter);
+        }
+        const __mmask32 surrogate = _mm512_cmpeq_epi16_mask(_mm512_and_si512(units, surrogateMask), surrogateBase);
+        if (surrogate) {
+            // Pass pairs that lie wholly in the block; anything else is the caller's.
+            const std::uint32_t highs = _mm512_cmpeq_epi16_mask(_mm512_and_si512(units, pairMask), surrogateBase);
+            const std::uint32_t lows = surrogate & ~highs;
+            if (lows != (highs << 1) || (highs >> 31))
+                break;
+        }
+        if (!escaped) {
+            _mm512_storeu_si512(out, units);
+            in += 32;
+            out += 32;
+            continue;
+        }
+        // Each unit is a cell of two output bits: an escaped one is "backslash, unit", any
+        // other just "unit". The output slots that take a unit are the cells' kept bits.
+        const std::uint64_t cells = _pdep_u64(~std::uint64_t(escaped), evenBits) | oddBits;
+        const std::uint64_t kept = evenBits | _pdep_u64(escaped, oddBits);
+        const std::uint64_t takesUnit = _pext_u64(cells, kept);
+        const auto firstHalf = static_cast<__mmask32>(takesUnit);
+        _mm512_storeu_si512(out, _mm512_mask_expand_epi16(backslashes, firstHalf, letters));
+        const int added = _mm_popcnt_u32(escaped);
+        // What did not fit in the first 32 output units follows in a second expansion.
+        const int used = _mm_popcnt_u32(firstHalf);
+        const __m512i rest = _mm512_permutexvar_epi16(_mm512_add_epi16(lanes, _mm512_set1_epi16(short(used))), letters);
+        _mm512_storeu_si512(
+            out + 32, _mm512_mask_expand_epi16(backslashes, static_cast<__mmask32>(takesUnit >> 32), rest));
+        in += 32;
+        out += 32 + added;
+    }
+    from = in;
+    to = out;
+}
+
 const bool canShuffle = __builtin_cpu_supports("ssse3");
+const bool canExpand
+    = __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vbmi2") && __builtin_cpu_supports("bmi2");
 #endif
 
 } // namespace
@@ -261,6 +331,8 @@ void JsonWriter::appendEscaped(QString& out, QStringView value)
     keepRoom();
     while (in < end) {
 #if defined(__x86_64__)
+        if (canExpand)
+            escapeWideBlocks(in, end, p);
         if (canShuffle)
             escapeBlocks(in, end, p);
 #endif
