@@ -151,6 +151,11 @@ public:
     bool isQuickHUDOpen() const { return quickHUDPhase_ != QuickHUDPhase::bubble; }
     QList<Preset> allPresets() const;
     std::optional<Preset> selectedPreset() const;
+    // The presets on offer now, by whether text is captured.
+    QList<Preset> primaryPresets() const;
+    QList<Preset> availablePresets() const;
+    QList<Preset> visiblePresets() const;
+    bool isPresetApplicable(const Preset& preset) const;
     bool hasResult() const;
     bool isSourceEdited() const;
     bool isProviderReady() const;
@@ -196,6 +201,17 @@ public:
 
     // Moves inside the HUD.
     Q_INVOKABLE void toggleMoreActions();
+    // Presets: choosing (a plain action on selected text runs at once), making, and the way to
+    // the settings where custom presets are edited and deleted.
+    Q_INVOKABLE void choosePreset(const brindlet::Preset& preset);
+    Q_INVOKABLE void chooseHUDPreset(const brindlet::Preset& preset);
+    std::optional<Preset> createPreset(
+        const QString& name, const QString& instruction, PresetInput input, DeliveryPreference delivery);
+    Q_INVOKABLE void openQuickPresetEditor();
+    Q_INVOKABLE void cancelQuickPresetEditor();
+    Q_INVOKABLE void saveQuickPreset();
+    Q_INVOKABLE void openPresetSettings();
+    void setSettingsOpener(std::function<void()> opener) { settingsOpener_ = std::move(opener); }
     Q_INVOKABLE void toggleProviderPicker();
     Q_INVOKABLE void openSourceDetail(bool editing);
     Q_INVOKABLE void closeSourceDetail();
@@ -342,6 +358,7 @@ private:
     std::optional<GenerationRequest> lastGenerationRequest_;
     std::unique_ptr<RepeatingTimer> permissionTimer_;
     std::function<void()> workspaceOpener_;
+    std::function<void()> settingsOpener_;
     bool started_ = false;
     QHash<QUuid, Clock::time_point> generationStartedAt_;
 };
