@@ -3,6 +3,7 @@
 // On an X11 desktop it also captures, replaces and fixes text in the focused application.
 
 #include "DesktopCommands.h"
+#include "PresetCommands.h"
 #include "core/CommandRules.h"
 #include "domain/DescribedError.h"
 #include "domain/OllamaReadiness.h"
@@ -310,6 +311,11 @@ const char* usage
       "  brindlet-cli replace  --text TEXT | --text-file FILE|-\n"
       "  brindlet-cli fix      [--provider NAME] [--ollama-url URL] [--ollama-model NAME]\n"
       "  brindlet-cli status   [--ollama-url URL] [--ollama-model NAME]\n"
+      "  brindlet-cli presets  list | export | remove NAME | import FILE|-\n"
+      "  brindlet-cli presets  add --name NAME --instruction TEXT [--input WORD] [--delivery WORD] [--image NAME]\n"
+      "    input: selectionRequired, selectionOptional (the default) or newContent;\n"
+      "    delivery: smart (the default), replace, insert or copy. A custom preset is usable by its\n"
+      "    name wherever --preset is.\n"
       "  brindlet-cli help [COMMAND] | --help | --version\n"
       "\n"
       "Exit codes: 0 done; 1 the command failed, with the reason on standard error; 2 the command\n"
@@ -373,14 +379,19 @@ int main(int argc, char** argv)
         { QStringLiteral("ollama-model"), QStringLiteral("The Ollama model."), QStringLiteral("NAME") },
         { QStringLiteral("show-prompt"), QStringLiteral("Print the prompt to standard error before sending it.") },
         { QStringLiteral("text"), QStringLiteral("The text that replace writes."), QStringLiteral("TEXT") },
+        { QStringLiteral("name"), QStringLiteral("The name of a preset to add."), QStringLiteral("NAME") },
+        { QStringLiteral("input"), QStringLiteral("What a preset to add works on."), QStringLiteral("WORD") },
+        { QStringLiteral("delivery"), QStringLiteral("How a preset to add returns its result."),
+            QStringLiteral("WORD") },
+        { QStringLiteral("image"), QStringLiteral("The image of a preset to add."), QStringLiteral("NAME") },
         { QStringLiteral("help"), QStringLiteral("Print the usage and exit.") },
         { QStringLiteral("version"), QStringLiteral("Print the version and exit.") },
         { QStringLiteral("text-file"),
             QStringLiteral("The text that replace writes, from a file or - for standard input."),
             QStringLiteral("FILE") },
     });
-    parser.addPositionalArgument(
-        QStringLiteral("command"), QStringLiteral("prompt, generate, models, capture, replace or fix"));
+    parser.addPositionalArgument(QStringLiteral("command"),
+        QStringLiteral("prompt, generate, models, status, presets, capture, replace or fix"));
     if (!parser.parse(arguments)) {
         writeOut(stderr, QStringLiteral("brindlet-cli: %1\n").arg(parser.errorText()) + QString::fromLatin1(usage));
         return exitUsage;
@@ -394,6 +405,16 @@ int main(int argc, char** argv)
     if (parser.isSet(QStringLiteral("help")) || command == u"help") {
         writeOut(stdout, command == u"help" ? usageOf(positional.value(1)) : QString::fromLatin1(usage));
         return 0;
+    }
+    if (command == u"presets") {
+        QCoreApplication app(argc, argv);
+        JsonFileDefaultsStore defaults;
+        SettingsStore settings(defaults);
+        const PresetCommandOutcome outcome = runPresetsCommand(positional.mid(1), parser, settings);
+        writeOut(stdout, outcome.output);
+        if (!outcome.error.isEmpty())
+            writeOut(stderr, QStringLiteral("brindlet-cli: %1\n").arg(outcome.error));
+        return outcome.exitCode;
     }
     const QStringList desktopCommands { u"capture"_qs, u"replace"_qs, u"fix"_qs };
     if (positional.size() != 1
