@@ -1,5 +1,6 @@
 #include "QuickHUDPanel.h"
 
+#include "SettingsWindow.h"
 #include "WorkspaceWindow.h"
 
 #include <QCursor>
@@ -18,10 +19,12 @@ bool takesKeyboard(QuickHUDPhase phase)
 }
 } // namespace
 
-QuickHUDPanel::QuickHUDPanel(AppModel& model, SessionView& session, WorkspaceWindow& workspace)
+QuickHUDPanel::QuickHUDPanel(
+    AppModel& model, SessionView& session, WorkspaceWindow& workspace, SettingsWindow& settings)
     : model_(model)
     , session_(session)
     , workspace_(workspace)
+    , settings_(settings)
 {
     const auto watchDisplay = [this](QScreen* screen) {
         QObject::connect(screen, &QScreen::geometryChanged, &displayWatch_, [this] { dismissIfOpen(); });
@@ -162,6 +165,7 @@ void QuickHUDPanel::closeApplicationWindows()
     if (view_)
         view_->hide();
     workspace_.close();
+    settings_.close();
 }
 
 void QuickHUDPanel::bringWorkspaceForward()

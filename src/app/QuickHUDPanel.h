@@ -13,11 +13,12 @@
 
 namespace brindlet {
 
+class SettingsWindow;
 class WorkspaceWindow;
 
 class QuickHUDPanel final : public WindowCoordinating {
 public:
-    QuickHUDPanel(AppModel& model, SessionView& session, WorkspaceWindow& workspace);
+    QuickHUDPanel(AppModel& model, SessionView& session, WorkspaceWindow& workspace, SettingsWindow& settings);
 
     void quickHUDPhaseDidChange(QuickHUDPhase phase) override;
     void showQuickHUD(std::optional<Rect> bounds, std::optional<std::int32_t> processID) override;
@@ -39,6 +40,7 @@ private:
     AppModel& model_;
     SessionView& session_;
     WorkspaceWindow& workspace_;
+    SettingsWindow& settings_;
     std::unique_ptr<QQuickView> view_;
     // One showing: where it is anchored and which edge stays put.
     std::optional<QuickHUDAnchor> anchor_;

@@ -1,5 +1,6 @@
 #include "SessionView.h"
 
+#include "core/PresetLists.h"
 #include "settings/SettingsStore.h"
 
 #include <QMetaEnum>
@@ -11,14 +12,17 @@ SessionView::SessionView(AppModel& model, QObject* parent)
     : QObject(parent)
     , model_(model)
 {
-    for (const char* signal : { SIGNAL(quickHUDPhaseChanged()), SIGNAL(snapshotChanged()),
-             SIGNAL(workingSourceTextChanged()), SIGNAL(instructionChanged()), SIGNAL(generationPreviewChanged()),
-             SIGNAL(resultChanged()), SIGNAL(statusMessageChanged()), SIGNAL(resultContextChanged()),
-             SIGNAL(isDeliveringChanged()), SIGNAL(providerChanged()), SIGNAL(selectedPresetIDChanged()),
-             SIGNAL(providerReadinessChanged()), SIGNAL(isRefreshingOllamaModelsChanged()),
-             SIGNAL(sourceDetailModeChanged()), SIGNAL(isGeneratingChanged()), SIGNAL(accessibilityGrantedChanged()) })
+    for (const char* signal :
+        { SIGNAL(quickHUDPhaseChanged()), SIGNAL(snapshotChanged()), SIGNAL(workingSourceTextChanged()),
+            SIGNAL(instructionChanged()), SIGNAL(generationPreviewChanged()), SIGNAL(resultChanged()),
+            SIGNAL(statusMessageChanged()), SIGNAL(resultContextChanged()), SIGNAL(isDeliveringChanged()),
+            SIGNAL(providerChanged()), SIGNAL(selectedPresetIDChanged()), SIGNAL(providerReadinessChanged()),
+            SIGNAL(isRefreshingOllamaModelsChanged()), SIGNAL(sourceDetailModeChanged()), SIGNAL(isGeneratingChanged()),
+            SIGNAL(accessibilityGrantedChanged()), SIGNAL(presetSearchQueryChanged()), SIGNAL(quickPresetNameChanged()),
+            SIGNAL(quickPresetInstructionChanged()) })
         connect(&model_, signal, this, SIGNAL(changed()));
     connect(&model_.settings(), SIGNAL(ollamaModelChanged()), this, SIGNAL(changed()));
+    connect(&model_.settings(), SIGNAL(customPresetsChanged()), this, SIGNAL(changed()));
 }
 
 QString SessionView::phase() const
@@ -143,6 +147,55 @@ bool SessionView::statusIsSuccess() const
 {
     const QString text = model_.statusText();
     return text.contains(u"copied", Qt::CaseInsensitive) || text.contains(u"replaced", Qt::CaseInsensitive);
+}
+
+QVariantList SessionView::rows(const QList<Preset>& presets) const
+{
+    QVariantList rows;
+    for (const Preset& preset : presets) {
+        rows.append(QVariantMap { { QStringLiteral("id"), preset.id.toString(QUuid::WithoutBraces) },
+            { QStringLiteral("name"),
+                preset.name.trimmed().isEmpty() ? QStringLiteral("Untitled Preset") : preset.name },
+            { QStringLiteral("custom"), !preset.isBuiltIn },
+            { QStringLiteral("selected"), model_.selectedPresetID() == preset.id } });
+    }
+    return rows;
+}
+
+QVariantList SessionView::workspacePresets() const
+{
+    return rows(matchingPresets(model_.availablePresets(), workspacePresetSearch_));
+}
+
+void SessionView::setWorkspacePresetSearch(const QString& value)
+{
+    workspacePresetSearch_ = value;
+    emit changed();
+}
+
+void SessionView::choosePreset(const QString& id, bool inHUD)
+{
+    const QUuid wanted = QUuid::fromString(id);
+    for (const Preset& preset : model_.allPresets()) {
+        if (preset.id != wanted)
+            continue;
+        if (inHUD)
+            model_.chooseHUDPreset(preset);
+        else
+            model_.choosePreset(preset);
+        return;
+    }
+}
+
+bool SessionView::createPreset(const QString& name, const QString& instruction, int input, int delivery)
+{
+    if (input < 0 || input >= int(allPresetInputs.size()) || delivery < 0
+        || delivery >= int(allDeliveryPreferences.size()))
+        return false;
+    return model_
+        .createPreset(
+            name, instruction, allPresetInputs[std::size_t(input)], allDeliveryPreferences[std::size_t(delivery)])
+        .has_value();
 }
 
 void SessionView::closeWindows()

@@ -44,6 +44,16 @@ class SessionView : public QObject {
     Q_PROPERTY(QString workspacePlaceholder READ workspacePlaceholder NOTIFY changed)
     Q_PROPERTY(bool statusIsSuccess READ statusIsSuccess NOTIFY changed)
     Q_PROPERTY(bool accessibilityGranted READ accessibilityGranted NOTIFY changed)
+    // Presets, each as { id, name, custom, selected }: the HUD's chips and its library, the
+    // workspace's grid under its own search, and the HUD editor's two fields.
+    Q_PROPERTY(QVariantList primaryPresets READ primaryPresets NOTIFY changed)
+    Q_PROPERTY(QVariantList libraryPresets READ libraryPresets NOTIFY changed)
+    Q_PROPERTY(QString presetSearch READ presetSearch WRITE setPresetSearch NOTIFY changed)
+    Q_PROPERTY(QVariantList workspacePresets READ workspacePresets NOTIFY changed)
+    Q_PROPERTY(QString workspacePresetSearch READ workspacePresetSearch WRITE setWorkspacePresetSearch NOTIFY changed)
+    Q_PROPERTY(QString quickPresetName READ quickPresetName WRITE setQuickPresetName NOTIFY changed)
+    Q_PROPERTY(
+        QString quickPresetInstruction READ quickPresetInstruction WRITE setQuickPresetInstruction NOTIFY changed)
 
 public:
     explicit SessionView(AppModel& model, QObject* parent = nullptr);
@@ -83,6 +93,17 @@ public:
     QString workspacePlaceholder() const;
     bool statusIsSuccess() const;
     bool accessibilityGranted() const { return model_.accessibilityGranted(); }
+    QVariantList primaryPresets() const { return rows(model_.primaryPresets()); }
+    QVariantList libraryPresets() const { return rows(model_.visiblePresets()); }
+    QString presetSearch() const { return model_.presetSearchQuery(); }
+    void setPresetSearch(const QString& value) { model_.setPresetSearchQuery(value); }
+    QVariantList workspacePresets() const;
+    QString workspacePresetSearch() const { return workspacePresetSearch_; }
+    void setWorkspacePresetSearch(const QString& value);
+    QString quickPresetName() const { return model_.quickPresetName(); }
+    void setQuickPresetName(const QString& value) { model_.setQuickPresetName(value); }
+    QString quickPresetInstruction() const { return model_.quickPresetInstruction(); }
+    void setQuickPresetInstruction(const QString& value) { model_.setQuickPresetInstruction(value); }
 
     Q_INVOKABLE void generate() { model_.generate(); }
     Q_INVOKABLE void close();
@@ -101,6 +122,17 @@ public:
     Q_INVOKABLE void closeSourceDetail() { model_.closeSourceDetail(); }
     Q_INVOKABLE void revertSource() { model_.revertSourceEdits(); }
     Q_INVOKABLE void clearSession() { model_.clearSession(); }
+    Q_INVOKABLE void openWorkspace() { model_.openWorkspace(); }
+    // Presets by their id; `inHUD` chooses the HUD's way, which also leaves the library.
+    Q_INVOKABLE void choosePreset(const QString& id, bool inHUD);
+    Q_INVOKABLE void toggleMoreActions() { model_.toggleMoreActions(); }
+    Q_INVOKABLE void openQuickPresetEditor() { model_.openQuickPresetEditor(); }
+    Q_INVOKABLE void cancelQuickPresetEditor() { model_.cancelQuickPresetEditor(); }
+    Q_INVOKABLE void saveQuickPreset() { model_.saveQuickPreset(); }
+    Q_INVOKABLE void openPresetSettings() { model_.openPresetSettings(); }
+    Q_INVOKABLE void openSettings() { model_.openSettingsWindow(); }
+    // The workspace editor's save; input and delivery are indexes into their lists.
+    Q_INVOKABLE bool createPreset(const QString& name, const QString& instruction, int input, int delivery);
     Q_INVOKABLE void requestAccessibility() { model_.requestAccessibilityPermission(); }
     Q_INVOKABLE void openQuickCommand() { model_.presentQuickHUD(QuickHUDTrigger::workspaceToolbar); }
     // "Close Brindlet Windows": puts the application away and never quits it.
@@ -111,8 +143,11 @@ signals:
     void windowsCloseRequested();
 
 private:
+    QVariantList rows(const QList<Preset>& presets) const;
+
     AppModel& model_;
     bool openedFromReview_ = false;
+    QString workspacePresetSearch_;
 };
 
 } // namespace brindlet

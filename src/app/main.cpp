@@ -2,8 +2,10 @@
 // the real backends: X11 and AT-SPI for the desktop, the provider service, the settings file.
 
 #include "NoAnalytics.h"
+#include "PresetLibraryView.h"
 #include "QuickHUDPanel.h"
 #include "SessionView.h"
+#include "SettingsWindow.h"
 #include "SingleInstance.h"
 #include "WorkspaceWindow.h"
 #include "core/AppModel.h"
@@ -137,7 +139,10 @@ int main(int argc, char** argv)
         &desktop.pasteboard(), &desktop.x11(), nullptr });
     SessionView session(model);
     WorkspaceWindow workspace(session);
-    QuickHUDPanel panel(model, session, workspace);
+    PresetLibraryView presetLibrary(settings);
+    SettingsWindow settingsWindow(presetLibrary);
+    model.setSettingsOpener([&settingsWindow] { settingsWindow.open(); });
+    QuickHUDPanel panel(model, session, workspace, settingsWindow);
     model.setWindows(&panel);
     model.setWorkspaceOpener([&workspace] { workspace.open(); });
     const auto putAway = [&model, &panel] {
@@ -166,6 +171,7 @@ int main(int argc, char** argv)
     QAction* quickCommand = menu.addAction(QString());
     QAction* quickFix = menu.addAction(QString());
     menu.addSeparator();
+    QAction* openSettings = menu.addAction(QStringLiteral("Settings…"));
     QAction* checkForUpdates = menu.addAction(QStringLiteral("Check for Updates…"));
     menu.addSeparator();
     QAction* quit = menu.addAction(QStringLiteral("Quit Brindlet Completely"));
@@ -181,6 +187,7 @@ int main(int argc, char** argv)
     QObject::connect(
         quickCommand, &QAction::triggered, &model, [&model] { model.presentQuickHUD(QuickHUDTrigger::menuBar); });
     QObject::connect(quickFix, &QAction::triggered, &model, [&model] { model.startQuickFix(); });
+    QObject::connect(openSettings, &QAction::triggered, &model, [&model] { model.openSettingsWindow(); });
     // Updates have no controller yet: the check is answered with a beep.
     QObject::connect(checkForUpdates, &QAction::triggered, &app, [] { QApplication::beep(); });
     QObject::connect(

@@ -211,6 +211,7 @@ public:
     Q_INVOKABLE void cancelQuickPresetEditor();
     Q_INVOKABLE void saveQuickPreset();
     Q_INVOKABLE void openPresetSettings();
+    Q_INVOKABLE void openSettingsWindow();
     void setSettingsOpener(std::function<void()> opener) { settingsOpener_ = std::move(opener); }
     Q_INVOKABLE void toggleProviderPicker();
     Q_INVOKABLE void openSourceDetail(bool editing);

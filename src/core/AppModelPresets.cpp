@@ -120,6 +120,11 @@ void AppModel::openPresetSettings()
     setSettingsSection(SettingsSection::presets);
     if (quickHUDPhase_ != QuickHUDPhase::bubble)
         dismissQuickHUD();
+    openSettingsWindow();
+}
+
+void AppModel::openSettingsWindow()
+{
     if (settingsOpener_)
         settingsOpener_();
 }

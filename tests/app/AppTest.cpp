@@ -194,4 +194,62 @@ TEST_F(Application, TheTrayMenuOpensTheWorkspaceAndQuitsCompletely)
     tray.waitForFinished();
 }
 
+// A preset made in the HUD by keys is stored, found by search and used on the selection; the
+// settings window deletes it; the command line sees each change.
+TEST_F(Application, APresetIsMadeFoundUsedAndDeletedByKeys)
+{
+    ollama.respondWith(FakeResponse::stream({ u"HELLO"_qs, u" WORLD"_qs }));
+    TestEditor editor(TestEditor::Kind::gtkEntry, u"hello world"_qs, { { 0, 11 } });
+    ASSERT_TRUE(editor.waitUntilReady());
+    ASSERT_TRUE(runUntil([] { return keyboardGoesTo("Editor"); }, 10s));
+    ASSERT_TRUE(app.start());
+    const auto pause = [](std::chrono::milliseconds span = 300ms) { runUntil([] { return false; }, span); };
+
+    pressChord({ XK_Shift_L, XK_Super_L, XK_space });
+    ASSERT_TRUE(runUntil([] { return visibleHUD() && keyboardGoesTo("Brindlet quick actions"); }, 5s));
+    pause();
+    pressChord({ XK_Shift_L, XK_Tab }); // from the instruction back to the Actions chip
+    pressChord({ XK_space });
+    pause();
+    pressChord({ XK_Control_L, XK_N });
+    pause();
+    typeText(u"shout"_qs);
+    pressChord({ XK_Tab });
+    typeText(u"make it loud"_qs);
+    pressChord({ XK_Control_L, XK_Return });
+    const auto stored = [&] { return app.cli({ u"presets"_qs, u"list"_qs }); };
+    EXPECT_TRUE(
+        runUntil([&] { return stored().contains("shout\tcustom\tselectionRequired\tsmart\tmake it loud"); }, 5s));
+
+    // Back in the library, the search field has the keyboard; Return uses the first match,
+    // which runs at once on the selection, and Return in review delivers.
+    pause();
+    typeText(u"loud"_qs);
+    pressChord({ XK_Return });
+    ASSERT_TRUE(runUntil(
+        [&] { return !ollama.requests().isEmpty() && ollama.requests().constLast().body.contains("make it loud"); },
+        10s));
+    const bool delivered = runUntil(
+        [&] {
+            pressChord({ XK_Return });
+            return runUntil([&] { return !editor.reportedTexts().isEmpty(); }, 500ms);
+        },
+        15s);
+    EXPECT_TRUE(delivered && editor.waitForText(u"HELLO WORLD"_qs))
+        << editor.reportedTexts().join(u" | ").toStdString();
+
+    // The workspace opens settings with Ctrl+comma; there Delete and Space remove the preset.
+    EXPECT_EQ(app.launchAgain(), 0);
+    ASSERT_TRUE(runUntil([] { return keyboardGoesTo("Brindlet"); }, 5s));
+    pressChord({ XK_Control_L, XK_comma });
+    ASSERT_TRUE(runUntil([] { return keyboardGoesTo("Brindlet Settings"); }, 5s));
+    pause();
+    typeText(u"shout"_qs);
+    pressChord({ XK_Down });
+    pressChord({ XK_Delete });
+    pause();
+    pressChord({ XK_space });
+    EXPECT_TRUE(runUntil([&] { return !stored().contains("shout"); }, 5s));
+}
+
 } // namespace

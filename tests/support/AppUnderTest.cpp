@@ -67,6 +67,15 @@ int AppUnderTest::launchAgain(const QStringList& arguments)
     return again.exitStatus() == QProcess::NormalExit ? again.exitCode() : -1;
 }
 
+QByteArray AppUnderTest::cli(const QStringList& arguments) const
+{
+    QProcess cli;
+    cli.setProcessEnvironment(environment());
+    cli.start(QStringLiteral(BRINDLET_CLI_PATH), arguments);
+    runUntil([&] { return cli.state() == QProcess::NotRunning; }, std::chrono::seconds(10));
+    return cli.readAllStandardOutput();
+}
+
 namespace {
 // The title a window shows: its UTF-8 name, or the older one (Qt leaves that empty on a tray icon).
 QByteArray titleOf(Display* display, Window window)

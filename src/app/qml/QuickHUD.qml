@@ -31,8 +31,29 @@ Rectangle {
 
     Shortcut {
         sequences: [StandardKey.Cancel]
-        enabled: ["compose", "providerPicker", "sourceDetail", "review", "quickFixStatus"].indexOf(session.phase) >= 0
+        enabled: ["compose", "moreActions", "providerPicker", "sourceDetail", "review", "quickFixStatus"].indexOf(session.phase) >= 0
         onActivated: session.close()
+    }
+    // Each phase that takes typing puts the keyboard in its first field, once its layout is in
+    // place; the others take it away from a hidden field, which would still eat Return.
+    property string phase: session.phase
+    onPhaseChanged: Qt.callLater(focusPhase)
+    function focusPhase() {
+        const field = { "compose": instruction, "moreActions": presetSearch, "presetEditor": presetName,
+                        "sourceDetail": session.isEditingSource ? sourceEditor : null }[phase]
+        ;(field || root).forceActiveFocus()
+    }
+    Component.onCompleted: focusPhase()
+
+    Shortcut {
+        sequences: [StandardKey.Cancel]
+        enabled: session.phase === "presetEditor"
+        onActivated: session.cancelQuickPresetEditor()
+    }
+    Shortcut {
+        sequence: StandardKey.New
+        enabled: session.phase === "moreActions"
+        onActivated: session.openQuickPresetEditor()
     }
     Shortcut {
         sequence: "Ctrl+Q"
@@ -42,6 +63,11 @@ Rectangle {
         sequences: ["Ctrl+Return", "Ctrl+Enter"]
         enabled: session.phase === "compose" || session.phase === "providerPicker"
         onActivated: session.generate()
+    }
+    Shortcut {
+        sequences: ["Ctrl+Return", "Ctrl+Enter"]
+        enabled: session.phase === "presetEditor"
+        onActivated: session.saveQuickPreset()
     }
     Shortcut {
         sequences: ["Return", "Enter"]
@@ -57,16 +83,17 @@ Rectangle {
         anchors.margins: 16
         spacing: 10
 
-        // compose, and the provider picker below it
+        // compose, the preset library and the provider picker share the header and the chips
         ColumnLayout {
-            visible: session.phase === "compose" || session.phase === "providerPicker"
+            visible: ["compose", "moreActions", "providerPicker"].indexOf(session.phase) >= 0
             Layout.fillWidth: true
             RowLayout {
                 Layout.fillWidth: true
                 ColumnLayout {
                     Layout.fillWidth: true
                     RowLayout {
-                        Label { text: session.sourceTitle; font.bold: true }
+                        Layout.fillWidth: true
+                        Label { text: session.sourceTitle; font.bold: true; elide: Text.ElideRight; Layout.fillWidth: true }
                         Label { text: "Edited"; visible: session.isSourceEdited && session.hasSourceText; color: palette.highlight }
                     }
                     Label {
@@ -77,26 +104,104 @@ Rectangle {
                         wrapMode: Text.WordWrap
                     }
                 }
-                Button {
+                ToolButton {
                     text: "Read"
                     visible: session.hasSourceText
                     Accessible.name: "Read full selected text"
                     onClicked: session.openSourceDetail(false)
                 }
-                Button {
+                ToolButton {
                     text: "Edit"
                     visible: session.hasSourceText
                     Accessible.name: "Edit selected text"
                     onClicked: session.openSourceDetail(true)
                 }
-                Button {
+                ToolButton {
+                    text: "Open"
+                    Accessible.name: "Open Brindlet"
+                    onClicked: session.openWorkspace()
+                }
+                ToolButton {
                     text: "Close"
                     Accessible.name: "Close quick actions"
                     onClicked: session.close()
                 }
             }
+            Flow {
+                Layout.fillWidth: true
+                spacing: 4
+                Repeater {
+                    model: session.primaryPresets
+                    delegate: Button {
+                        text: modelData.name
+                        highlighted: modelData.selected
+                        Accessible.name: modelData.name
+                        onClicked: session.choosePreset(modelData.id, true)
+                    }
+                }
+                Button {
+                    text: "Actions"
+                    highlighted: session.phase === "moreActions"
+                    Accessible.name: "Actions"
+                    onClicked: session.toggleMoreActions()
+                }
+            }
+            // the preset library, in place of the instruction
+            ColumnLayout {
+                visible: session.phase === "moreActions"
+                Layout.fillWidth: true
+                RowLayout {
+                    Layout.fillWidth: true
+                    Label { text: "Actions"; font.bold: true; Layout.fillWidth: true }
+                    Button { text: "Manage"; Accessible.name: "Manage"; onClicked: session.openPresetSettings() }
+                    Button { text: "+"; Accessible.name: "New preset"; onClicked: session.openQuickPresetEditor() }
+                }
+                RowLayout {
+                    Layout.fillWidth: true
+                    TextField {
+                        id: presetSearch
+                        Layout.fillWidth: true
+                        placeholderText: "Search actions"
+                        text: session.presetSearch
+                        Accessible.name: "Search presets and actions"
+                        onTextChanged: if (text !== session.presetSearch) session.presetSearch = text
+                        // Down and Return reach the list without the mouse.
+                        Keys.onDownPressed: presetList.forceActiveFocus()
+                        Keys.onReturnPressed: if (presetList.count > 0) session.choosePreset(session.libraryPresets[0].id, true)
+                    }
+                    Button {
+                        visible: session.presetSearch.length > 0
+                        text: "×"
+                        Accessible.name: "Clear preset search"
+                        onClicked: session.presetSearch = ""
+                    }
+                }
+                ListView {
+                    id: presetList
+                    Layout.fillWidth: true
+                    Layout.preferredHeight: 190
+                    clip: true
+                    model: session.libraryPresets
+                    keyNavigationEnabled: true
+                    delegate: ItemDelegate {
+                        width: presetList.width
+                        text: (modelData.selected ? "✓ " : "") + modelData.name + (modelData.custom ? "   · Custom" : "   · Built-in")
+                        highlighted: ListView.isCurrentItem && presetList.activeFocus
+                        Accessible.name: modelData.name
+                        onClicked: session.choosePreset(modelData.id, true)
+                        Keys.onReturnPressed: session.choosePreset(modelData.id, true)
+                    }
+                    Label {
+                        visible: presetList.count === 0
+                        anchors.centerIn: parent
+                        text: session.presetSearch.length > 0 ? "No actions match your search."
+                                                              : "Create a preset for a task you repeat."
+                    }
+                }
+            }
             TextArea {
                 id: instruction
+                visible: session.phase !== "moreActions"
                 Layout.fillWidth: true
                 placeholderText: session.instructionPlaceholder
                 text: session.instruction
@@ -105,11 +210,10 @@ Rectangle {
                 // Tab leaves the field for its controls rather than typing a tab.
                 KeyNavigation.priority: KeyNavigation.BeforeItem
                 KeyNavigation.tab: providerChip
-                focus: session.phase === "compose"
                 onTextChanged: if (text !== session.instruction) session.instruction = text
-                onVisibleChanged: if (visible) forceActiveFocus()
             }
             RowLayout {
+                visible: session.phase !== "moreActions"
                 Layout.fillWidth: true
                 Button {
                     id: providerChip
@@ -124,6 +228,52 @@ Rectangle {
                     highlighted: true
                     Accessible.name: "Generate"
                     onClicked: session.generate()
+                }
+            }
+        }
+
+        // a new preset, made from the HUD
+        ColumnLayout {
+            visible: session.phase === "presetEditor"
+            Layout.fillWidth: true
+            RowLayout {
+                Button { text: "Back"; Accessible.name: "Back"; onClicked: session.cancelQuickPresetEditor() }
+                Label { text: "New Preset"; font.bold: true }
+            }
+            TextField {
+                id: presetName
+                Layout.fillWidth: true
+                placeholderText: "Preset name"
+                text: session.quickPresetName
+                Accessible.name: "Preset name"
+                onTextChanged: if (text !== session.quickPresetName) session.quickPresetName = text
+                KeyNavigation.tab: presetInstruction
+            }
+            TextArea {
+                id: presetInstruction
+                Layout.fillWidth: true
+                Layout.preferredHeight: 72
+                wrapMode: TextEdit.Wrap
+                placeholderText: "What should Brindlet do?"
+                text: session.quickPresetInstruction
+                Accessible.name: "Preset instruction"
+                KeyNavigation.priority: KeyNavigation.BeforeItem
+                KeyNavigation.tab: savePreset
+                onTextChanged: if (text !== session.quickPresetInstruction) session.quickPresetInstruction = text
+            }
+            Label { text: "✓ " + (session.hasSourceText ? "Selected text" : "Selection optional") + " · Smart delivery" }
+            RowLayout {
+                Layout.fillWidth: true
+                Label { text: "You can fine-tune behavior later in Settings."; font.pixelSize: 11; Layout.fillWidth: true }
+                Button { text: "Cancel"; Accessible.name: "Cancel"; onClicked: session.cancelQuickPresetEditor() }
+                Button {
+                    id: savePreset
+                    text: "Save Preset"
+                    highlighted: true
+                    enabled: session.quickPresetName.trim().length > 0 && session.quickPresetInstruction.trim().length > 0
+                    Accessible.name: "Save Preset"
+                    onClicked: session.saveQuickPreset()
+                    Keys.onReturnPressed: session.saveQuickPreset()
                 }
             }
         }
@@ -195,6 +345,7 @@ Rectangle {
                 Button { text: "Close"; Accessible.name: "Close quick actions"; onClicked: session.close() }
             }
             TextArea {
+                id: sourceEditor
                 visible: session.isEditingSource
                 Layout.fillWidth: true
                 Layout.preferredHeight: 180
@@ -337,11 +488,10 @@ Rectangle {
         // The status line of every phase that has one.
         Label {
             visible: session.statusText.length > 0
-                     && ["compose", "providerPicker", "review", "generating"].indexOf(session.phase) >= 0
+                     && ["compose", "moreActions", "presetEditor", "providerPicker", "review", "generating"].indexOf(session.phase) >= 0
             Layout.fillWidth: true
             wrapMode: Text.WordWrap
             text: session.statusText
-            color: "#b3261e"
             Accessible.name: session.statusText
         }
     }

@@ -17,7 +17,12 @@ Page {
         onActivated: session.closeWindows()
     }
     Shortcut {
+        sequence: "Ctrl+,"
+        onActivated: session.openSettings()
+    }
+    Shortcut {
         sequences: ["Ctrl+Return", "Ctrl+Enter"]
+        enabled: !presetEditor.opened
         onActivated: mainButton.clicked()
     }
 
@@ -32,6 +37,11 @@ Page {
                 text: "Quick Command"
                 Accessible.name: "Quick Command"
                 onClicked: session.openQuickCommand()
+            }
+            ToolButton {
+                text: "Settings"
+                Accessible.name: "Settings"
+                onClicked: session.openSettings()
             }
         }
     }
@@ -102,6 +112,45 @@ Page {
                         ToolTip.visible: hovered
                         onClicked: session.clearSession()
                     }
+                }
+            }
+
+            // presets
+            ColumnLayout {
+                Layout.fillWidth: true
+                Label { text: "Quick actions"; font.bold: true }
+                Label { text: "Built-in and saved presets"; font.pixelSize: 11 }
+                RowLayout {
+                    Layout.fillWidth: true
+                    TextField {
+                        id: presetSearch
+                        Layout.preferredWidth: 154
+                        placeholderText: "Search presets"
+                        Accessible.name: "Search presets"
+                        text: session.workspacePresetSearch
+                        onTextChanged: if (text !== session.workspacePresetSearch) session.workspacePresetSearch = text
+                    }
+                    Item { Layout.fillWidth: true }
+                    Button { text: "Manage"; Accessible.name: "Manage"; onClicked: session.openPresetSettings() }
+                    Button { text: "+ New Preset"; Accessible.name: "New Preset"; onClicked: presetEditor.open() }
+                }
+                Flow {
+                    Layout.fillWidth: true
+                    spacing: 6
+                    Repeater {
+                        model: session.workspacePresets
+                        delegate: Button {
+                            text: modelData.name
+                            highlighted: modelData.selected
+                            Accessible.name: modelData.name
+                            onClicked: session.choosePreset(modelData.id, false)
+                        }
+                    }
+                }
+                RowLayout {
+                    visible: session.workspacePresets.length === 0
+                    Label { text: "No presets match “" + session.workspacePresetSearch + "”" }
+                    Button { text: "Clear"; Accessible.name: "Clear"; onClicked: session.workspacePresetSearch = "" }
                 }
             }
 
@@ -227,6 +276,80 @@ Page {
             }
 
             Item { Layout.preferredHeight: 18 }
+        }
+    }
+
+    // A new preset, made here with every option.
+    Dialog {
+        id: presetEditor
+        anchors.centerIn: parent
+        width: 520
+        modal: true
+        title: "New Preset"
+        onOpened: { newName.text = ""; newInstruction.text = ""; useWith.currentIndex = 1; result.currentIndex = 0; newName.forceActiveFocus() }
+        readonly property bool complete: newName.text.trim().length > 0 && newInstruction.text.trim().length > 0
+        function save() {
+            if (complete && session.createPreset(newName.text, newInstruction.text, useWith.currentIndex, result.currentIndex))
+                close()
+        }
+        ColumnLayout {
+            anchors.fill: parent
+            Label { text: "Save an instruction once, then run it from the workspace or Quick HUD."; wrapMode: Text.WordWrap; Layout.fillWidth: true }
+            Label { text: "Name" }
+            TextField {
+                id: newName
+                Layout.fillWidth: true
+                placeholderText: "For example, Make concise"
+                Accessible.name: "Preset name"
+            }
+            Label { text: "Instruction" }
+            TextArea {
+                id: newInstruction
+                Layout.fillWidth: true
+                Layout.preferredHeight: 90
+                wrapMode: TextEdit.Wrap
+                placeholderText: "Describe exactly what Brindlet should do."
+                Accessible.name: "Preset instruction"
+                KeyNavigation.priority: KeyNavigation.BeforeItem
+                KeyNavigation.tab: useWith
+            }
+            RowLayout {
+                Label { text: "Use with" }
+                ComboBox {
+                    id: useWith
+                    model: ["Selected text", "Text or new content", "New content"]
+                    Accessible.name: "Use with"
+                    // New content has no selection to replace.
+                    onCurrentIndexChanged: if (currentIndex === 2 && result.currentIndex === 1) result.currentIndex = 0
+                }
+                Label { text: "Result" }
+                ComboBox {
+                    id: result
+                    model: ["Automatic", "Replace selection", "Insert at cursor", "Copy"]
+                    Accessible.name: "Result"
+                    delegate: ItemDelegate {
+                        width: result.width
+                        text: modelData
+                        enabled: !(index === 1 && useWith.currentIndex === 2)
+                    }
+                }
+            }
+            Label { text: "Stored locally and available offline"; font.pixelSize: 11 }
+        }
+        footer: DialogButtonBox {
+            Button { text: "Cancel"; DialogButtonBox.buttonRole: DialogButtonBox.RejectRole; onClicked: presetEditor.close() }
+            Button {
+                text: "Save Preset"
+                enabled: presetEditor.complete
+                Accessible.name: "Save Preset"
+                DialogButtonBox.buttonRole: DialogButtonBox.AcceptRole
+                onClicked: presetEditor.save()
+            }
+        }
+        Shortcut {
+            sequences: ["Ctrl+Return", "Ctrl+Enter"]
+            enabled: presetEditor.opened
+            onActivated: presetEditor.save()
         }
     }
 }
