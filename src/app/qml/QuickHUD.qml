@@ -255,6 +255,7 @@ Rectangle {
                 Layout.preferredHeight: 72
                 wrapMode: TextEdit.Wrap
                 placeholderText: "What should Brindlet do?"
+                background: Rectangle { color: palette.base; border.color: palette.mid; radius: 4 }
                 text: session.quickPresetInstruction
                 Accessible.name: "Preset instruction"
                 KeyNavigation.priority: KeyNavigation.BeforeItem

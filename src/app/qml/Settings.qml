@@ -136,6 +136,7 @@ Page {
                 Layout.preferredHeight: 110
                 wrapMode: TextEdit.Wrap
                 placeholderText: "Describe what Brindlet should do."
+                background: Rectangle { color: palette.base; border.color: palette.mid; radius: 4 }
                 text: library.instruction
                 Accessible.name: "Preset instruction"
                 KeyNavigation.priority: KeyNavigation.BeforeItem
@@ -151,6 +152,7 @@ Page {
                 ComboBox {
                     id: inputBox
                     model: ["Selection required", "Selection optional", "New content"]
+                    implicitContentWidthPolicy: ComboBox.WidestText
                     currentIndex: library.input
                     Accessible.name: "Input"
                     onActivated: index => library.input = index

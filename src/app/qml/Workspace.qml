@@ -310,6 +310,7 @@ Page {
                 wrapMode: TextEdit.Wrap
                 placeholderText: "Describe exactly what Brindlet should do."
                 Accessible.name: "Preset instruction"
+                background: Rectangle { color: palette.base; border.color: palette.mid; radius: 4 }
                 KeyNavigation.priority: KeyNavigation.BeforeItem
                 KeyNavigation.tab: useWith
             }
@@ -318,6 +319,7 @@ Page {
                 ComboBox {
                     id: useWith
                     model: ["Selected text", "Text or new content", "New content"]
+                    implicitContentWidthPolicy: ComboBox.WidestText
                     Accessible.name: "Use with"
                     // New content has no selection to replace.
                     onCurrentIndexChanged: if (currentIndex === 2 && result.currentIndex === 1) result.currentIndex = 0
@@ -326,6 +328,7 @@ Page {
                 ComboBox {
                     id: result
                     model: ["Automatic", "Replace selection", "Insert at cursor", "Copy"]
+                    implicitContentWidthPolicy: ComboBox.WidestText
                     Accessible.name: "Result"
                     delegate: ItemDelegate {
                         width: result.width
