@@ -21,6 +21,8 @@
 #include "tasks/Runtime.h"
 
 #include <QApplication>
+#include <QFileInfo>
+#include <QFileSystemWatcher>
 #include <QMenu>
 #include <QPainter>
 #include <QSocketNotifier>
@@ -130,6 +132,11 @@ int main(int argc, char** argv)
 
     JsonFileDefaultsStore defaults;
     SettingsStore settings(defaults);
+    // brindlet-cli may change the custom presets while Brindlet runs: take them in, so that they
+    // show and the next save keeps them.
+    QFileSystemWatcher settingsFolder({ QFileInfo(defaults.path()).absolutePath() });
+    QObject::connect(&settingsFolder, &QFileSystemWatcher::directoryChanged, &settings,
+        [&settings] { settings.reloadCustomPresets(); });
     SelectionService selection({ &desktop.accessibility(), &desktop.x11(), &desktop.x11(), &desktop.log(),
         &desktop.pasteboard(), &desktop.x11() });
     AIProviderService providers;

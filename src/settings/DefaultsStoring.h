@@ -25,6 +25,8 @@ public:
     virtual std::optional<DefaultsValue> objectForKey(const QString& key) const = 0;
     // Writes all changes together, in order; a file-backed store rewrites itself once.
     virtual void apply(const QList<DefaultsChange>& changes) = 0;
+    // Takes in what another process wrote since; true when anything was read again.
+    virtual bool refresh() { return false; }
 
     // A string value, or nothing when absent or of another type.
     std::optional<QString> stringForKey(const QString& key) const;

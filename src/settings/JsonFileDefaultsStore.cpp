@@ -135,6 +135,20 @@ JsonFileDefaultsStore::JsonFileDefaultsStore(QString path)
     load(values_);
 }
 
+bool JsonFileDefaultsStore::refresh()
+{
+    // Looked at before locking: taking the lock touches the folder, which those who watch it see.
+    const FileStamp stamp = stampOf(path_);
+    if (!stamp.exists || stamp == lastSeen_)
+        return false;
+    FileLock lock(path_);
+    QHash<QString, DefaultsValue> values;
+    if (!load(values))
+        return false;
+    values_ = values;
+    return true;
+}
+
 std::optional<DefaultsValue> JsonFileDefaultsStore::objectForKey(const QString& key) const
 {
     const auto it = values_.constFind(key);

@@ -29,6 +29,7 @@ public:
 
     std::optional<DefaultsValue> objectForKey(const QString& key) const override;
     void apply(const QList<DefaultsChange>& changes) override;
+    bool refresh() override;
 
     const QString& path() const { return path_; }
     // Where the last broken file was put aside, if one was.

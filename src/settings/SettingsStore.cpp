@@ -81,11 +81,26 @@ SettingsStore::SettingsStore(DefaultsStoring& defaults, QObject* parent)
     quickFixShortcut_ = loadShortcut(GlobalHotKeyAction::quickFix);
     openWorkspaceShortcut_ = loadShortcut(GlobalHotKeyAction::openWorkspace);
 
-    // One bad record loses the whole list; the next save writes the empty array over it.
-    if (const auto blob = defaults_.dataForKey(QStringLiteral("customPresets")))
-        customPresets_ = decodePresets(*blob).value_or(QList<Preset>());
-
+    customPresets_ = loadCustomPresets();
     isLoading_ = false;
+}
+
+QList<Preset> SettingsStore::loadCustomPresets() const
+{
+    // One bad record loses the whole list; the next save writes the empty array over it.
+    const auto blob = defaults_.dataForKey(QStringLiteral("customPresets"));
+    return blob ? decodePresets(*blob).value_or(QList<Preset>()) : QList<Preset>();
+}
+
+void SettingsStore::reloadCustomPresets()
+{
+    if (!defaults_.refresh())
+        return;
+    QList<Preset> stored = loadCustomPresets();
+    if (stored == customPresets_)
+        return;
+    customPresets_ = std::move(stored);
+    emit customPresetsChanged();
 }
 
 std::optional<HotKeyShortcut> SettingsStore::loadShortcut(GlobalHotKeyAction action) const

@@ -84,6 +84,9 @@ public:
         setShortcut(GlobalHotKeyAction::openWorkspace, value);
     }
     void removeCustomPreset(const QUuid& id);
+    // Takes in custom presets that another program (brindlet-cli) stored since, so that this
+    // store's next save keeps them.
+    void reloadCustomPresets();
 
 signals:
     void defaultProviderChanged();
@@ -102,6 +105,7 @@ private:
     void save();
     QByteArray encodedCustomPresets() const;
     std::optional<HotKeyShortcut> loadShortcut(GlobalHotKeyAction action) const;
+    QList<Preset> loadCustomPresets() const;
 
     DefaultsStoring& defaults_;
     bool isLoading_ = true;

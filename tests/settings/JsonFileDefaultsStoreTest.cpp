@@ -1,4 +1,5 @@
 #include "settings/JsonFileDefaultsStore.h"
+#include "settings/SettingsStore.h"
 #include "support/EventLoop.h"
 #include "support/Printers.h"
 
@@ -68,6 +69,27 @@ TEST_F(JsonFileDefaultsStoreTest, TwoWritersNeverLoseEachOthersKeys)
     EXPECT_EQ(reopened.stringForKey(u"fromFirst"_qs), u"a"_qs);
     EXPECT_EQ(reopened.stringForKey(u"fromSecond"_qs), u"b"_qs);
     EXPECT_EQ(booleanValue(reopened.objectForKey(u"again"_qs)), true);
+}
+
+// The application keeps its settings in memory while brindlet-cli adds a preset to the file: once
+// the application takes it in, its own next save keeps the preset instead of writing over it.
+TEST_F(JsonFileDefaultsStoreTest, PresetsAnotherProgramStoredSurviveTheNextSave)
+{
+    JsonFileDefaultsStore appDefaults(path());
+    SettingsStore app(appDefaults);
+    app.setOllamaModel(u"m"_qs);
+    EXPECT_FALSE(appDefaults.refresh()); // its own write is nothing new
+    {
+        JsonFileDefaultsStore cliDefaults(path());
+        SettingsStore cli(cliDefaults);
+        cli.setCustomPresets({ { QUuid::createUuid(), u"Pirate"_qs, u"wand.and.stars"_qs, u"Talk like a sailor"_qs,
+            PresetInput::selectionOptional, DeliveryPreference::smart, false } });
+    }
+    app.reloadCustomPresets();
+    ASSERT_EQ(app.customPresets().size(), 1);
+    app.setOllamaModel(u"other"_qs);
+    JsonFileDefaultsStore reopened(path());
+    EXPECT_EQ(SettingsStore(reopened).customPresets(), app.customPresets());
 }
 
 TEST_F(JsonFileDefaultsStoreTest, TwoProcessesWritingAtOnceKeepEveryKey)
