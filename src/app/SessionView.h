@@ -17,6 +17,7 @@ class SessionView : public QObject {
     Q_PROPERTY(QString generationPreview READ generationPreview NOTIFY changed)
     Q_PROPERTY(QString result READ result WRITE setResult NOTIFY changed)
     Q_PROPERTY(bool isGenerating READ isGenerating NOTIFY changed)
+    Q_PROPERTY(bool hasResult READ hasResult NOTIFY changed)
     Q_PROPERTY(QString statusText READ statusText NOTIFY changed)
     Q_PROPERTY(QString deliveryLabel READ deliveryLabel NOTIFY changed)
     // The application the result belongs to, if it is known.
@@ -68,6 +69,7 @@ public:
     QString result() const { return model_.result(); }
     void setResult(const QString& value) { model_.setResult(value); }
     bool isGenerating() const { return model_.isGenerating(); }
+    bool hasResult() const { return model_.hasResult(); }
     QString statusText() const { return model_.statusText(); }
     QString deliveryLabel() const { return model_.deliveryLabel(); }
     QString attachedTo() const;
@@ -113,6 +115,8 @@ public:
     Q_INVOKABLE void copy() { model_.copyResult(); }
     Q_INVOKABLE void regenerate() { model_.regenerate(); }
     Q_INVOKABLE void back() { model_.returnToCompose(); }
+    Q_INVOKABLE void reviewRetainedResult() { model_.reviewRetainedResult(); }
+    Q_INVOKABLE void discardResult() { model_.discardResult(); }
     Q_INVOKABLE void toggleProviderPicker() { model_.toggleProviderPicker(); }
     Q_INVOKABLE void selectProvider(int index);
     Q_INVOKABLE void selectOllamaModel(const QString& name) { model_.selectOllamaModel(name, true, true); }

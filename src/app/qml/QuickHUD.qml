@@ -230,6 +230,23 @@ Rectangle {
                     onClicked: session.generate()
                 }
             }
+            // a result kept from before, until a new one is ready
+            RowLayout {
+                visible: session.phase === "compose" && session.hasResult
+                Layout.fillWidth: true
+                ColumnLayout {
+                    Layout.fillWidth: true
+                    Label { text: "Last result ready"; font.bold: true }
+                    Label { text: "Kept until a new result is ready"; font.pixelSize: 11 }
+                }
+                Button {
+                    text: "Review"
+                    Accessible.name: "Review"
+                    Accessible.description: "Opens the retained result for review"
+                    onClicked: session.reviewRetainedResult()
+                }
+                ToolButton { text: "×"; Accessible.name: "Discard last result"; onClicked: session.discardResult() }
+            }
         }
 
         // a new preset, made from the HUD
