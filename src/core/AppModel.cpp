@@ -657,6 +657,11 @@ void AppModel::setShortcut(const std::optional<HotKeyShortcut>& shortcut, Global
     hotKeys_.setShortcut(shortcut, action);
 }
 
+void AppModel::setRecordingHotKey(bool recording)
+{
+    hotKeys_.setRecording(recording);
+}
+
 // ---- analytics ----
 
 void AppModel::record(AnalyticsEventType type, AnalyticsDimensions dimensions)

@@ -241,6 +241,8 @@ public:
     Q_INVOKABLE void restartOnboarding();
     Q_INVOKABLE void reregisterHotKeys();
     Q_INVOKABLE void setShortcut(const std::optional<HotKeyShortcut>& shortcut, GlobalHotKeyAction action);
+    // The shortcut recorder's state: while it records, the global shortcuts are off.
+    Q_INVOKABLE void setRecordingHotKey(bool recording);
 
 signals:
     void snapshotChanged();

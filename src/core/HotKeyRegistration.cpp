@@ -42,6 +42,27 @@ void HotKeyRegistration::reregister()
 {
     if (recording_)
         return;
+    registerStored();
+    // A new shortcut that another program holds gives way to the one it was to replace, and the
+    // message about it stays until the next registration.
+    HotKeyMessages refused;
+    for (const auto& [action, previous] : std::exchange(replaced_, {})) {
+        const auto failure = serviceMessages_.find(action);
+        if (failure != serviceMessages_.end() && settings_.shortcut(action) != previous) {
+            refused[action] = failure->second;
+            settings_.setShortcut(action, previous);
+        }
+    }
+    if (!refused.empty()) {
+        registerStored();
+        for (const auto& [action, message] : refused)
+            serviceMessages_[action] = message;
+    }
+    publish();
+}
+
+void HotKeyRegistration::registerStored()
+{
     HotKeyShortcuts shortcuts;
     // A stored set may hold equal shortcuts (an older settings file): the first action in order
     // keeps it for this registration, and the message goes once the set no longer holds it twice.
@@ -60,7 +81,6 @@ void HotKeyRegistration::reregister()
     serviceMessages_.clear();
     for (const auto& [action, error] : manager_.registerShortcuts(shortcuts))
         serviceMessages_[action] = error.description();
-    publish();
 }
 
 void HotKeyRegistration::setShortcut(const std::optional<HotKeyShortcut>& shortcut, GlobalHotKeyAction action)
@@ -74,6 +94,7 @@ void HotKeyRegistration::setShortcut(const std::optional<HotKeyShortcut>& shortc
         }
     }
     validationMessages_.erase(action);
+    replaced_.try_emplace(action, settings_.shortcut(action));
     settings_.setShortcut(action, shortcut);
     if (recording_)
         return publish();
@@ -82,10 +103,15 @@ void HotKeyRegistration::setShortcut(const std::optional<HotKeyShortcut>& shortc
 
 void HotKeyRegistration::setRecording(bool recording)
 {
-    const bool ended = recording_ && !recording;
+    if (recording == recording_)
+        return;
     recording_ = recording;
-    if (ended)
-        reregister();
+    if (!recording)
+        return reregister();
+    // The keys being pressed must reach the recorder, not the old bindings; stale failures go.
+    manager_.unregisterAll();
+    serviceMessages_.clear();
+    publish();
 }
 
 } // namespace brindlet

@@ -29,7 +29,8 @@ public:
     // Registers the stored set; does nothing while a shortcut is being recorded.
     void reregister();
     // Stores a shortcut for an action, or clears it; a shortcut another action holds is refused
-    // with a message and nothing is stored.
+    // with a message and nothing is stored. A new shortcut that another program holds is shown
+    // as unavailable, and the one it was to replace stays stored and in force.
     void setShortcut(const std::optional<HotKeyShortcut>& shortcut, GlobalHotKeyAction action);
     // While recording, registration is off; ending a recording registers again.
     void setRecording(bool recording);
@@ -40,6 +41,7 @@ public:
 
 private:
     void publish();
+    void registerStored();
 
     SettingsStore& settings_;
     GlobalHotKeyManaging& manager_;
@@ -47,6 +49,8 @@ private:
     HotKeyMessages serviceMessages_; // replaced at every registration
     HotKeyMessages duplicateMessages_; // replaced at every registration
     HotKeyMessages validationMessages_; // kept until the action is set again
+    // What each action held before it was set, until the new value has been registered.
+    std::map<GlobalHotKeyAction, std::optional<HotKeyShortcut>> replaced_;
 };
 
 } // namespace brindlet

@@ -188,6 +188,32 @@ TEST_F(AppModelStart, DuplicateShortcutsLoseToTheFirstActionInOrder)
         SettingsStore::defaultShortcut(GlobalHotKeyAction::quickCommand));
 }
 
+// Recording turns the shortcuts off; a new chord another program holds is shown as unavailable
+// and the old shortcut stays stored and registered; a free chord takes its place.
+TEST_F(AppModelStart, ARecordedChordAnotherProgramHoldsLeavesTheOldShortcutInForce)
+{
+    const auto old = SettingsStore::defaultShortcut(GlobalHotKeyAction::quickFix);
+    const HotKeyShortcut taken { 40, { HotKeyModifiers::control | HotKeyModifiers::option }, u"K"_qs };
+    const HotKeyShortcut free { 37, { HotKeyModifiers::control | HotKeyModifiers::option }, u"L"_qs };
+    h.hotKeys.heldElsewhere = taken;
+    model.reregisterHotKeys();
+    model.setRecordingHotKey(true);
+    EXPECT_EQ(h.hotKeys.unregistrations, 1);
+    model.setShortcut(taken, GlobalHotKeyAction::quickFix);
+    model.setRecordingHotKey(false);
+    EXPECT_EQ(h.settings.shortcut(GlobalHotKeyAction::quickFix), old);
+    EXPECT_EQ(h.hotKeys.registrations.back().at(GlobalHotKeyAction::quickFix), old);
+    EXPECT_EQ(model.hotKeyMessages().at(GlobalHotKeyAction::quickFix),
+        u"⌃⌥K is unavailable. Choose another shortcut or change the conflicting shortcut in the other app."_qs);
+
+    model.setRecordingHotKey(true);
+    EXPECT_TRUE(model.hotKeyMessages().empty()); // a stale failure goes while the user types
+    model.setShortcut(free, GlobalHotKeyAction::quickFix);
+    model.setRecordingHotKey(false);
+    EXPECT_EQ(h.hotKeys.registrations.back().at(GlobalHotKeyAction::quickFix), free);
+    EXPECT_TRUE(model.hotKeyMessages().empty());
+}
+
 TEST_F(AppModelStart, HotKeyPressesOpenTheHUDAndTheWorkspace)
 {
     int opened = 0;

@@ -125,15 +125,23 @@ public:
     std::function<void(GlobalHotKeyAction)> onPressed;
     std::vector<HotKeyShortcuts> registrations;
     std::map<GlobalHotKeyAction, GlobalHotKeyRegistrationError> failures;
+    // A chord another program holds: any action asking for it fails.
+    std::optional<HotKeyShortcut> heldElsewhere;
+    int unregistrations = 0;
 
     void setOnPressed(std::function<void(GlobalHotKeyAction)> callback) override { onPressed = std::move(callback); }
     std::map<GlobalHotKeyAction, GlobalHotKeyRegistrationError> registerShortcuts(
         const HotKeyShortcuts& shortcuts) override
     {
         registrations.push_back(shortcuts);
-        return failures;
+        auto answer = failures;
+        for (const auto& [action, shortcut] : shortcuts) {
+            if (shortcut == heldElsewhere)
+                answer[action] = { shortcut, GlobalHotKeyRegistrationError::Failure::shortcut, -9878 };
+        }
+        return answer;
     }
-    void unregisterAll() override { }
+    void unregisterAll() override { ++unregistrations; }
 };
 
 class RecordingAnalytics final : public AnalyticsTracking {
