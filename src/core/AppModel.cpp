@@ -585,8 +585,10 @@ void AppModel::selectProvider(ProviderKind kind)
 {
     setProvider(kind);
     setStatusMessage(std::nullopt);
-    // Ollama asks for a model next; the others are ready to compose.
-    moveToPhase(kind == ProviderKind::ollama ? QuickHUDPhase::providerPicker : QuickHUDPhase::compose);
+    // In an open HUD, Ollama asks for a model next and the others are ready to compose. Chosen
+    // from a window, the closed HUD stays closed: a phase of its own would count it as open.
+    if (isQuickHUDOpen())
+        moveToPhase(kind == ProviderKind::ollama ? QuickHUDPhase::providerPicker : QuickHUDPhase::compose);
     if (kind == ProviderKind::ollama && ollamaModels().isEmpty())
         refreshOllamaModels();
 }

@@ -214,6 +214,15 @@ TEST_F(AppModelStart, ARecordedChordAnotherProgramHoldsLeavesTheOldShortcutInFor
     EXPECT_TRUE(model.hotKeyMessages().empty());
 }
 
+TEST_F(AppModelStart, ChoosingAProviderFromAWindowLeavesTheHUDClosed)
+{
+    for (const ProviderKind kind : { ProviderKind::claude, ProviderKind::ollama }) {
+        model.selectProvider(kind);
+        EXPECT_EQ(model.provider(), kind);
+        EXPECT_FALSE(model.isQuickHUDOpen());
+    }
+}
+
 TEST_F(AppModelStart, HotKeyPressesOpenTheHUDAndTheWorkspace)
 {
     int opened = 0;

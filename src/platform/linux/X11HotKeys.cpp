@@ -40,9 +40,10 @@ void X11HotKeys::setOnPressed(std::function<void(GlobalHotKeyAction)> callback)
     onPressed_ = std::move(callback);
 }
 
-std::optional<unsigned long> X11HotKeys::keySymbolFor(std::uint32_t keyCode)
+namespace {
+// The shortcut vocabulary's key codes, by the key they name on a US layout.
+const std::map<std::uint32_t, unsigned long>& keySymbols()
 {
-    // The shortcut vocabulary's key codes, by the key they name on a US layout.
     static const std::map<std::uint32_t, unsigned long> symbols {
         { 0, XK_a },
         { 1, XK_s },
@@ -119,8 +120,38 @@ std::optional<unsigned long> X11HotKeys::keySymbolFor(std::uint32_t keyCode)
         { 125, XK_Down },
         { 126, XK_Up },
     };
-    const auto it = symbols.find(keyCode);
-    return it == symbols.end() ? std::nullopt : std::optional(it->second);
+    return symbols;
+}
+} // namespace
+
+std::optional<unsigned long> X11HotKeys::keySymbolFor(std::uint32_t keyCode)
+{
+    const auto it = keySymbols().find(keyCode);
+    return it == keySymbols().end() ? std::nullopt : std::optional(it->second);
+}
+
+std::optional<std::uint32_t> X11HotKeys::keyCodeFor(unsigned long keySymbol)
+{
+    for (const auto& [code, symbol] : keySymbols()) {
+        if (symbol == keySymbol)
+            return code;
+    }
+    return std::nullopt;
+}
+
+std::optional<KeyEvent> X11HotKeys::keyEventFor(
+    unsigned int x11KeyCode, std::uint64_t modifierFlags, std::optional<QString> characters)
+{
+    Display* display = XOpenDisplay(nullptr);
+    if (!display)
+        return std::nullopt;
+    // The key's own symbol, as without modifiers: Shift+2 is the key 2.
+    const KeySym symbol = XkbKeycodeToKeysym(display, KeyCode(x11KeyCode), 0, 0);
+    XCloseDisplay(display);
+    const auto code = keyCodeFor(symbol);
+    if (!code)
+        return std::nullopt;
+    return KeyEvent { modifierFlags, std::uint16_t(*code), std::move(characters) };
 }
 
 unsigned int X11HotKeys::modifierMaskFor(HotKeyModifiers modifiers)

@@ -4,6 +4,7 @@
 // combination of the Caps Lock and Num Lock states, so that it fires whatever locks are on.
 // A chord another client already holds is reported as a failure for its action.
 
+#include "platform/KeyEvent.h"
 #include "shortcuts/GlobalHotKeyManaging.h"
 
 #include <QSocketNotifier>
@@ -31,6 +32,11 @@ public:
 
     // The X key symbol for a shortcut's key code, or nothing for a key with no X counterpart.
     static std::optional<unsigned long> keySymbolFor(std::uint32_t keyCode);
+    static std::optional<std::uint32_t> keyCodeFor(unsigned long keySymbol);
+    // A key press on this display, by its X key code, in the shortcut vocabulary, or nothing for
+    // a key the vocabulary has no code for.
+    static std::optional<KeyEvent> keyEventFor(
+        unsigned int x11KeyCode, std::uint64_t modifierFlags, std::optional<QString> characters);
     // The X modifier mask for a shortcut's modifiers: Control, Alt, Shift, Super.
     static unsigned int modifierMaskFor(HotKeyModifiers modifiers);
 
