@@ -64,18 +64,10 @@ QString SessionView::instructionPlaceholder() const
 
 QVariantList SessionView::providers() const
 {
-    static const std::pair<ProviderKind, const char*> subtitles[] = {
-        { ProviderKind::ollama, "Uses your configured Ollama-compatible server" },
-        { ProviderKind::claude, "Uses your Claude login" },
-        { ProviderKind::codex, "Uses your Codex login" },
-        { ProviderKind::cursor, "Uses your Cursor login" },
-        { ProviderKind::gemini, "Uses your Google sign-in from Gemini CLI" },
-    };
     QVariantList rows;
-    for (const auto& [kind, subtitle] : subtitles) {
+    for (const ProviderKind kind : allProviderKinds) {
         rows.append(QVariantMap { { QStringLiteral("name"), displayName(kind) },
-            { QStringLiteral("subtitle"), QString::fromUtf8(subtitle) },
-            { QStringLiteral("current"), kind == model_.provider() } });
+            { QStringLiteral("subtitle"), subtitle(kind) }, { QStringLiteral("current"), kind == model_.provider() } });
     }
     return rows;
 }

@@ -1,13 +1,15 @@
 #include "SettingsWindow.h"
 
+#include "PreferencesView.h"
 #include "PresetLibraryView.h"
 
 #include <QQmlContext>
 
 namespace brindlet {
 
-SettingsWindow::SettingsWindow(PresetLibraryView& presets)
-    : presets_(presets)
+SettingsWindow::SettingsWindow(PreferencesView& preferences, PresetLibraryView& presets)
+    : preferences_(preferences)
+    , presets_(presets)
 {
 }
 
@@ -17,9 +19,10 @@ void SettingsWindow::open()
         view_ = std::make_unique<QQuickView>();
         view_->setTitle(QStringLiteral("Brindlet Settings"));
         view_->setResizeMode(QQuickView::SizeRootObjectToView);
-        view_->resize(720, 520);
-        view_->setMinimumSize(QSize(620, 420));
+        view_->resize(760, 620);
+        view_->setMinimumSize(QSize(680, 520));
         view_->rootContext()->setContextProperty(QStringLiteral("library"), &presets_);
+        view_->rootContext()->setContextProperty(QStringLiteral("prefs"), &preferences_);
         view_->setSource(QUrl(QStringLiteral("qrc:/brindlet/qml/Settings.qml")));
     }
     view_->show();

@@ -1,7 +1,6 @@
 #pragma once
 
-// The settings window. For now it holds the preset library, where custom presets are edited and
-// deleted; the other sections join it as they are built.
+// The settings window: general behaviour and shortcuts, the providers, and the preset library.
 
 #include <QQuickView>
 
@@ -9,16 +8,18 @@
 
 namespace brindlet {
 
+class PreferencesView;
 class PresetLibraryView;
 
 class SettingsWindow {
 public:
-    explicit SettingsWindow(PresetLibraryView& presets);
+    SettingsWindow(PreferencesView& preferences, PresetLibraryView& presets);
 
     void open();
     void close();
 
 private:
+    PreferencesView& preferences_;
     PresetLibraryView& presets_;
     std::unique_ptr<QQuickView> view_;
 };

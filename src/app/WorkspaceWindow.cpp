@@ -1,13 +1,15 @@
 #include "WorkspaceWindow.h"
 
+#include "PreferencesView.h"
 #include "SessionView.h"
 
 #include <QQmlContext>
 
 namespace brindlet {
 
-WorkspaceWindow::WorkspaceWindow(SessionView& session)
+WorkspaceWindow::WorkspaceWindow(SessionView& session, PreferencesView& preferences)
     : session_(session)
+    , preferences_(preferences)
 {
 }
 
@@ -21,6 +23,7 @@ QQuickView& WorkspaceWindow::view()
         view_->resize(900, 680);
         view_->setMinimumSize(QSize(760, 580));
         view_->rootContext()->setContextProperty(QStringLiteral("session"), &session_);
+        view_->rootContext()->setContextProperty(QStringLiteral("prefs"), &preferences_);
         view_->setSource(QUrl(QStringLiteral("qrc:/brindlet/qml/Workspace.qml")));
     }
     return *view_;

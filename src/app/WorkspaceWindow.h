@@ -1,7 +1,8 @@
 #pragma once
 
 // The workspace window: the application's one ordinary window, where longer work happens and
-// the way in on a desktop without a tray. Closing it never ends the application.
+// the way in on a desktop without a tray; until setup is done it shows onboarding. Closing it
+// never ends the application.
 
 #include <QQuickView>
 
@@ -9,11 +10,12 @@
 
 namespace brindlet {
 
+class PreferencesView;
 class SessionView;
 
 class WorkspaceWindow {
 public:
-    explicit WorkspaceWindow(SessionView& session);
+    WorkspaceWindow(SessionView& session, PreferencesView& preferences);
 
     void open();
     void bringForward();
@@ -24,6 +26,7 @@ private:
     QQuickView& view();
 
     SessionView& session_;
+    PreferencesView& preferences_;
     std::unique_ptr<QQuickView> view_;
 };
 

@@ -2,6 +2,7 @@
 // the real backends: X11 and AT-SPI for the desktop, the provider service, the settings file.
 
 #include "NoAnalytics.h"
+#include "PreferencesView.h"
 #include "PresetLibraryView.h"
 #include "QuickHUDPanel.h"
 #include "SessionView.h"
@@ -145,9 +146,10 @@ int main(int argc, char** argv)
     AppModel model({ &settings, &desktop.accessibility(), &selection, &providers, &hotKeys, &analytics,
         &desktop.pasteboard(), &desktop.x11(), nullptr });
     SessionView session(model);
-    WorkspaceWindow workspace(session);
+    PreferencesView preferences(model, settings);
+    WorkspaceWindow workspace(session, preferences);
     PresetLibraryView presetLibrary(settings);
-    SettingsWindow settingsWindow(presetLibrary);
+    SettingsWindow settingsWindow(preferences, presetLibrary);
     model.setSettingsOpener([&settingsWindow] { settingsWindow.open(); });
     QuickHUDPanel panel(model, session, workspace, settingsWindow);
     model.setWindows(&panel);

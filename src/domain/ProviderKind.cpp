@@ -35,4 +35,16 @@ QString displayName(ProviderKind kind)
     return {};
 }
 
+QString subtitle(ProviderKind kind)
+{
+    switch (kind) {
+    case ProviderKind::ollama: return QStringLiteral("Uses your configured Ollama-compatible server");
+    case ProviderKind::claude: return QStringLiteral("Uses your Claude login");
+    case ProviderKind::codex: return QStringLiteral("Uses your Codex login");
+    case ProviderKind::cursor: return QStringLiteral("Uses your Cursor login");
+    case ProviderKind::gemini: return QStringLiteral("Uses your Google sign-in from Gemini CLI");
+    }
+    return {};
+}
+
 } // namespace brindlet

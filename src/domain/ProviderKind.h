@@ -17,5 +17,7 @@ inline constexpr std::array<ProviderKind, 5> allProviderKinds { ProviderKind::ol
 QString wireName(ProviderKind kind);
 std::optional<ProviderKind> providerKindFromWireName(const QString& name);
 QString displayName(ProviderKind kind);
+// The line under the name in the surfaces' provider lists.
+QString subtitle(ProviderKind kind);
 
 } // namespace brindlet

@@ -139,8 +139,7 @@ std::optional<std::uint32_t> X11HotKeys::keyCodeFor(unsigned long keySymbol)
     return std::nullopt;
 }
 
-std::optional<KeyEvent> X11HotKeys::keyEventFor(
-    unsigned int x11KeyCode, std::uint64_t modifierFlags, std::optional<QString> characters)
+std::optional<KeyEvent> X11HotKeys::keyEventFor(unsigned int x11KeyCode, std::uint64_t modifierFlags)
 {
     Display* display = XOpenDisplay(nullptr);
     if (!display)
@@ -151,7 +150,11 @@ std::optional<KeyEvent> X11HotKeys::keyEventFor(
     const auto code = keyCodeFor(symbol);
     if (!code)
         return std::nullopt;
-    return KeyEvent { modifierFlags, std::uint16_t(*code), std::move(characters) };
+    // Printable Latin-1 symbols are their own characters.
+    std::optional<QString> characters;
+    if (symbol >= 0x20 && symbol <= 0x7e)
+        characters = QString(QChar(char16_t(symbol)));
+    return KeyEvent { modifierFlags, std::uint16_t(*code), characters };
 }
 
 unsigned int X11HotKeys::modifierMaskFor(HotKeyModifiers modifiers)

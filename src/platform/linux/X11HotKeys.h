@@ -35,8 +35,7 @@ public:
     static std::optional<std::uint32_t> keyCodeFor(unsigned long keySymbol);
     // A key press on this display, by its X key code, in the shortcut vocabulary, or nothing for
     // a key the vocabulary has no code for.
-    static std::optional<KeyEvent> keyEventFor(
-        unsigned int x11KeyCode, std::uint64_t modifierFlags, std::optional<QString> characters);
+    static std::optional<KeyEvent> keyEventFor(unsigned int x11KeyCode, std::uint64_t modifierFlags);
     // The X modifier mask for a shortcut's modifiers: Control, Alt, Shift, Super.
     static unsigned int modifierMaskFor(HotKeyModifiers modifiers);
 

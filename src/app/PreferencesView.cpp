@@ -1,0 +1,317 @@
+#include "PreferencesView.h"
+
+#include "Autostart.h"
+#include "core/AppModel.h"
+#include "platform/linux/X11HotKeys.h"
+#include "settings/SettingsStore.h"
+
+#include <QApplication>
+
+namespace brindlet {
+
+namespace {
+
+const char* const shortcutSubtitles[] = {
+    "Capture the current selection or writing cursor and show the quick HUD.",
+    "Bring the full Brindlet workspace to the front.",
+    "Fix the selected text and safely replace it in the source app.",
+};
+
+std::optional<GlobalHotKeyAction> actionAt(int index)
+{
+    if (index < 0 || index >= int(allGlobalHotKeyActions.size()))
+        return std::nullopt;
+    return allGlobalHotKeyActions[std::size_t(index)];
+}
+
+// Qt's modifiers as the shortcut vocabulary's flags: Alt is Option, Super (Qt's Meta) is Command.
+std::uint64_t modifierFlags(int qtModifiers)
+{
+    std::uint64_t flags = 0;
+    for (const auto& [qt, flag] : { std::pair { Qt::ControlModifier, KeyEvent::controlFlag },
+             std::pair { Qt::AltModifier, KeyEvent::optionFlag }, std::pair { Qt::ShiftModifier, KeyEvent::shiftFlag },
+             std::pair { Qt::MetaModifier, KeyEvent::commandFlag } }) {
+        if (qtModifiers & qt)
+            flags |= flag;
+    }
+    return flags;
+}
+
+} // namespace
+
+PreferencesView::PreferencesView(AppModel& model, SettingsStore& settings, QObject* parent)
+    : QObject(parent)
+    , model_(model)
+    , settings_(settings)
+{
+    for (const char* signal : { SIGNAL(accessibilityGrantedChanged()), SIGNAL(hotKeyMessagesChanged()),
+             SIGNAL(providerChanged()), SIGNAL(providerReadinessChanged()), SIGNAL(isRefreshingOllamaModelsChanged()),
+             SIGNAL(onboardingStepChanged()), SIGNAL(statusMessageChanged()), SIGNAL(settingsSectionChanged()) })
+        connect(&model_, signal, this, SIGNAL(changed()));
+    for (const char* signal : { SIGNAL(keepRunningAfterDockQuitChanged()), SIGNAL(showSelectionBubbleChanged()),
+             SIGNAL(analyticsEnabledChanged()), SIGNAL(ollamaURLChanged()), SIGNAL(ollamaModelChanged()),
+             SIGNAL(hasCompletedOnboardingChanged()), SIGNAL(quickCommandShortcutChanged()),
+             SIGNAL(quickFixShortcutChanged()), SIGNAL(openWorkspaceShortcutChanged()) })
+        connect(&settings_, signal, this, SIGNAL(changed()));
+}
+
+bool PreferencesView::keepRunning() const
+{
+    return settings_.keepRunningAfterDockQuit();
+}
+
+void PreferencesView::setKeepRunning(bool value)
+{
+    settings_.setKeepRunningAfterDockQuit(value);
+}
+
+bool PreferencesView::showBubble() const
+{
+    return settings_.showSelectionBubble();
+}
+
+void PreferencesView::setShowBubble(bool value)
+{
+    settings_.setShowSelectionBubble(value);
+}
+
+bool PreferencesView::analytics() const
+{
+    return settings_.analyticsEnabled();
+}
+
+void PreferencesView::setAnalytics(bool value)
+{
+    model_.setAnalyticsEnabled(value);
+}
+
+bool PreferencesView::startAtLogin() const
+{
+    return Autostart::isEnabled();
+}
+
+void PreferencesView::setStartAtLogin(bool value)
+{
+    QString error;
+    startAtLoginError_ = Autostart::setEnabled(value, &error)
+        ? QString()
+        : QStringLiteral("Brindlet could not change %1: %2").arg(Autostart::entryPath(), error);
+    emit changed();
+}
+
+bool PreferencesView::accessibilityGranted() const
+{
+    return model_.accessibilityGranted();
+}
+
+QVariantList PreferencesView::shortcuts() const
+{
+    QVariantList rows;
+    for (std::size_t i = 0; i < allGlobalHotKeyActions.size(); ++i) {
+        const GlobalHotKeyAction action = allGlobalHotKeyActions[i];
+        const auto shortcut = settings_.shortcut(action);
+        const auto message = model_.hotKeyMessages().find(action);
+        rows.append(QVariantMap { { QStringLiteral("title"), displayName(action) },
+            { QStringLiteral("subtitle"), QString::fromUtf8(shortcutSubtitles[i]) },
+            { QStringLiteral("display"),
+                int(i) == recording_ ? QStringLiteral("Type shortcut…")
+                    : shortcut       ? shortcut->displayText()
+                                     : QStringLiteral("Not set") },
+            { QStringLiteral("cleared"), !shortcut.has_value() },
+            { QStringLiteral("isDefault"), shortcut == SettingsStore::defaultShortcut(action) },
+            { QStringLiteral("message"), message == model_.hotKeyMessages().end() ? QString() : message->second } });
+    }
+    return rows;
+}
+
+QVariantList PreferencesView::providers() const
+{
+    QVariantList rows;
+    for (const ProviderKind kind : allProviderKinds) {
+        const auto readiness = model_.providerReadiness().find(kind);
+        const bool known = readiness != model_.providerReadiness().end();
+        rows.append(
+            QVariantMap { { QStringLiteral("name"), displayName(kind) }, { QStringLiteral("subtitle"), subtitle(kind) },
+                { QStringLiteral("ready"), known && readiness->second.state == ProviderReadiness::State::ready },
+                { QStringLiteral("detail"), known ? readiness->second.detail : QStringLiteral("Checking…") },
+                { QStringLiteral("current"), kind == model_.provider() } });
+    }
+    return rows;
+}
+
+int PreferencesView::provider() const
+{
+    return int(
+        std::find(allProviderKinds.begin(), allProviderKinds.end(), model_.provider()) - allProviderKinds.begin());
+}
+
+void PreferencesView::setProvider(int index)
+{
+    if (index >= 0 && index < int(allProviderKinds.size()))
+        model_.selectProvider(allProviderKinds[std::size_t(index)]);
+}
+
+bool PreferencesView::isOllama() const
+{
+    return model_.provider() == ProviderKind::ollama;
+}
+
+QString PreferencesView::ollamaURL() const
+{
+    return settings_.ollamaURL();
+}
+
+void PreferencesView::setOllamaURL(const QString& value)
+{
+    settings_.setOllamaURL(value);
+}
+
+QString PreferencesView::ollamaModel() const
+{
+    return settings_.ollamaModel();
+}
+
+void PreferencesView::setOllamaModel(const QString& value)
+{
+    model_.selectOllamaModel(value, false, false);
+}
+
+QStringList PreferencesView::ollamaModels() const
+{
+    return model_.ollamaModels();
+}
+
+QString PreferencesView::ollamaDetail() const
+{
+    const auto readiness = model_.providerReadiness().find(ProviderKind::ollama);
+    return readiness == model_.providerReadiness().end() ? QStringLiteral("Choose an installed model.")
+                                                         : readiness->second.detail;
+}
+
+bool PreferencesView::isRefreshingOllamaModels() const
+{
+    return model_.isRefreshingOllamaModels();
+}
+
+bool PreferencesView::isProviderReady() const
+{
+    return model_.isProviderReady();
+}
+
+int PreferencesView::onboardingStep() const
+{
+    return model_.onboardingStep();
+}
+
+void PreferencesView::setOnboardingStep(int step)
+{
+    model_.setOnboardingStep(std::clamp(step, 0, 4));
+}
+
+bool PreferencesView::hasCompletedOnboarding() const
+{
+    return settings_.hasCompletedOnboarding();
+}
+
+QString PreferencesView::statusText() const
+{
+    return model_.statusText();
+}
+
+QString PreferencesView::version() const
+{
+    return QCoreApplication::applicationVersion();
+}
+
+int PreferencesView::section() const
+{
+    return int(model_.settingsSection());
+}
+
+void PreferencesView::setSection(int index)
+{
+    if (index >= 0 && index <= int(SettingsSection::presets))
+        model_.setSettingsSection(SettingsSection(index));
+}
+
+void PreferencesView::requestAccessibility()
+{
+    model_.requestAccessibilityPermission();
+}
+
+void PreferencesView::refreshAccessibility()
+{
+    model_.refreshAccessibilityPermission();
+}
+
+void PreferencesView::restartOnboarding()
+{
+    model_.restartOnboarding();
+}
+
+void PreferencesView::finishOnboarding()
+{
+    model_.finishOnboarding();
+}
+
+void PreferencesView::checkProvidersAgain()
+{
+    model_.refreshProviderReadiness();
+}
+
+void PreferencesView::refreshOllamaModels()
+{
+    model_.refreshOllamaModels();
+}
+
+void PreferencesView::beginRecording(int index)
+{
+    if (!actionAt(index) || recording_ == index)
+        return;
+    recording_ = index;
+    model_.setRecordingHotKey(true);
+    emit changed();
+}
+
+void PreferencesView::endRecording()
+{
+    if (recording_ < 0)
+        return;
+    recording_ = -1;
+    model_.setRecordingHotKey(false);
+    emit changed();
+}
+
+bool PreferencesView::recordKey(int index, int x11KeyCode, int qtModifiers)
+{
+    const auto action = actionAt(index);
+    if (!action)
+        return false;
+    const auto event = X11HotKeys::keyEventFor(unsigned(x11KeyCode), modifierFlags(qtModifiers));
+    const auto shortcut = event ? HotKeyShortcut::fromKeyEvent(*event) : std::nullopt;
+    if (!shortcut)
+        return false;
+    model_.setShortcut(shortcut, *action);
+    endRecording();
+    return true;
+}
+
+void PreferencesView::clearShortcut(int index)
+{
+    if (const auto action = actionAt(index))
+        model_.setShortcut(std::nullopt, *action);
+    endRecording();
+}
+
+void PreferencesView::beep()
+{
+    QApplication::beep();
+}
+
+void PreferencesView::restoreDefaultShortcut(int index)
+{
+    if (const auto action = actionAt(index))
+        model_.setShortcut(SettingsStore::defaultShortcut(*action), *action);
+}
+
+} // namespace brindlet
