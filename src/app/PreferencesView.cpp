@@ -24,19 +24,6 @@ std::optional<GlobalHotKeyAction> actionAt(int index)
     return allGlobalHotKeyActions[std::size_t(index)];
 }
 
-// Qt's modifiers as the shortcut vocabulary's flags: Alt is Option, Super (Qt's Meta) is Command.
-std::uint64_t modifierFlags(int qtModifiers)
-{
-    std::uint64_t flags = 0;
-    for (const auto& [qt, flag] : { std::pair { Qt::ControlModifier, KeyEvent::controlFlag },
-             std::pair { Qt::AltModifier, KeyEvent::optionFlag }, std::pair { Qt::ShiftModifier, KeyEvent::shiftFlag },
-             std::pair { Qt::MetaModifier, KeyEvent::commandFlag } }) {
-        if (qtModifiers & qt)
-            flags |= flag;
-    }
-    return flags;
-}
-
 } // namespace
 
 PreferencesView::PreferencesView(AppModel& model, SettingsStore& settings, QObject* parent)
@@ -270,6 +257,8 @@ void PreferencesView::beginRecording(int index)
         return;
     recording_ = index;
     model_.setRecordingHotKey(true);
+    keys_.start(X11InputMonitor::Kind::key,
+        [this](const X11InputMonitor::Press& press) { recordPress(press.code, press.modifierMask); });
     emit changed();
 }
 
@@ -277,23 +266,30 @@ void PreferencesView::endRecording()
 {
     if (recording_ < 0)
         return;
+    keys_.stop();
     recording_ = -1;
     model_.setRecordingHotKey(false);
     emit changed();
 }
 
-bool PreferencesView::recordKey(int index, int x11KeyCode, int qtModifiers)
+void PreferencesView::recordPress(unsigned int x11KeyCode, unsigned int x11Modifiers)
 {
-    const auto action = actionAt(index);
-    if (!action)
-        return false;
-    const auto event = X11HotKeys::keyEventFor(unsigned(x11KeyCode), modifierFlags(qtModifiers));
+    const auto action = actionAt(recording_);
+    if (!action || X11HotKeys::isModifierKey(x11KeyCode))
+        return;
+    const auto event = X11HotKeys::keyEventFor(x11KeyCode, X11HotKeys::modifierFlagsFor(x11Modifiers));
+    // Delete and forward delete clear the shortcut and Escape cancels, whatever is held.
+    if (event && (event->keyCode == 51 || event->keyCode == 117))
+        return clearShortcut(recording_);
+    if (event && event->keyCode == 53)
+        return endRecording();
     const auto shortcut = event ? HotKeyShortcut::fromKeyEvent(*event) : std::nullopt;
-    if (!shortcut)
-        return false;
+    if (!shortcut) {
+        QApplication::beep(); // not a shortcut: recording goes on
+        return;
+    }
     model_.setShortcut(shortcut, *action);
     endRecording();
-    return true;
 }
 
 void PreferencesView::clearShortcut(int index)
@@ -301,11 +297,6 @@ void PreferencesView::clearShortcut(int index)
     if (const auto action = actionAt(index))
         model_.setShortcut(std::nullopt, *action);
     endRecording();
-}
-
-void PreferencesView::beep()
-{
-    QApplication::beep();
 }
 
 void PreferencesView::restoreDefaultShortcut(int index)

@@ -4,6 +4,8 @@
 // switches, starting at login, accessibility, the three shortcuts with their recorder, the
 // providers' readiness and the Ollama choices, and onboarding's step.
 
+#include "platform/linux/X11InputMonitor.h"
+
 #include <QObject>
 #include <QVariantList>
 
@@ -81,24 +83,24 @@ public:
     Q_INVOKABLE void finishOnboarding();
     Q_INVOKABLE void checkProvidersAgain();
     Q_INVOKABLE void refreshOllamaModels();
-    // The recorder: while one records, the global shortcuts are off. A press is given as its X
-    // key code and Qt's modifiers; false means it cannot be a shortcut (the caller beeps and
-    // goes on recording).
+    // The recorder: while one records, the global shortcuts are off and every key press on the
+    // desktop is read, also a chord another program holds, which its window would never get.
     Q_INVOKABLE void beginRecording(int index);
     Q_INVOKABLE void endRecording();
-    Q_INVOKABLE bool recordKey(int index, int x11KeyCode, int qtModifiers);
     Q_INVOKABLE void clearShortcut(int index);
     Q_INVOKABLE void restoreDefaultShortcut(int index);
-    Q_INVOKABLE void beep();
 
 signals:
     void changed();
 
 private:
+    void recordPress(unsigned int x11KeyCode, unsigned int x11Modifiers);
+
     AppModel& model_;
     SettingsStore& settings_;
     int recording_ = -1;
     QString startAtLoginError_;
+    X11InputMonitor keys_;
 };
 
 } // namespace brindlet

@@ -50,8 +50,8 @@ void QuickHUDPanel::watchClicks(QuickHUDPhase phase)
         clicks_.stop();
         return;
     }
-    clicks_.start([this](QPoint click) {
-        if (view_ && isOutsideClick(QRectF(view_->geometry()), QPointF(click)))
+    clicks_.start(X11InputMonitor::Kind::click, [this](const X11InputMonitor::Press& click) {
+        if (view_ && isOutsideClick(QRectF(view_->geometry()), QPointF(click.pointer)))
             dismissIfOpen();
     });
 }

@@ -5,7 +5,7 @@
 
 #include "SessionView.h"
 #include "platform/linux/ProcessExitWatch.h"
-#include "platform/linux/X11ClickMonitor.h"
+#include "platform/linux/X11InputMonitor.h"
 #include "windows/HUDPlacement.h"
 #include "windows/WindowCoordinating.h"
 
@@ -45,7 +45,7 @@ private:
     // One showing: where it is anchored and which edge stays put.
     std::optional<QuickHUDAnchor> anchor_;
     std::optional<QuickHUDStablePlacement> stable_;
-    X11ClickMonitor clicks_;
+    X11InputMonitor clicks_;
     ProcessExitWatch sourceExit_;
     QObject displayWatch_;
 };

@@ -2,13 +2,15 @@
 
 #include "PreferencesView.h"
 #include "PresetLibraryView.h"
+#include "SessionView.h"
 
 #include <QQmlContext>
 
 namespace brindlet {
 
-SettingsWindow::SettingsWindow(PreferencesView& preferences, PresetLibraryView& presets)
-    : preferences_(preferences)
+SettingsWindow::SettingsWindow(SessionView& session, PreferencesView& preferences, PresetLibraryView& presets)
+    : session_(session)
+    , preferences_(preferences)
     , presets_(presets)
 {
 }
@@ -23,6 +25,7 @@ void SettingsWindow::open()
         view_->setMinimumSize(QSize(680, 520));
         view_->rootContext()->setContextProperty(QStringLiteral("library"), &presets_);
         view_->rootContext()->setContextProperty(QStringLiteral("prefs"), &preferences_);
+        view_->rootContext()->setContextProperty(QStringLiteral("session"), &session_);
         view_->setSource(QUrl(QStringLiteral("qrc:/brindlet/qml/Settings.qml")));
     }
     view_->show();

@@ -10,15 +10,17 @@ namespace brindlet {
 
 class PreferencesView;
 class PresetLibraryView;
+class SessionView;
 
 class SettingsWindow {
 public:
-    SettingsWindow(PreferencesView& preferences, PresetLibraryView& presets);
+    SettingsWindow(SessionView& session, PreferencesView& preferences, PresetLibraryView& presets);
 
     void open();
     void close();
 
 private:
+    SessionView& session_;
     PreferencesView& preferences_;
     PresetLibraryView& presets_;
     std::unique_ptr<QQuickView> view_;

@@ -149,17 +149,23 @@ int main(int argc, char** argv)
     PreferencesView preferences(model, settings);
     WorkspaceWindow workspace(session, preferences);
     PresetLibraryView presetLibrary(settings);
-    SettingsWindow settingsWindow(preferences, presetLibrary);
+    SettingsWindow settingsWindow(session, preferences, presetLibrary);
     model.setSettingsOpener([&settingsWindow] { settingsWindow.open(); });
     QuickHUDPanel panel(model, session, workspace, settingsWindow);
     model.setWindows(&panel);
     model.setWorkspaceOpener([&workspace] { workspace.open(); });
-    const auto putAway = [&model, &panel] {
-        model.dismissQuickHUD();
+    // Putting Brindlet away gives the keyboard back to the program beneath it.
+    const auto closeWindows = [&panel, &desktop] {
+        const bool wasActive = QGuiApplication::applicationState() == Qt::ApplicationActive;
         panel.closeApplicationWindows();
+        if (wasActive)
+            desktop.x11().activateTopmostOtherApplication();
     };
-    QObject::connect(
-        &session, &SessionView::windowsCloseRequested, &session, [&panel] { panel.closeApplicationWindows(); });
+    const auto putAway = [&model, closeWindows] {
+        model.dismissQuickHUD();
+        closeWindows();
+    };
+    QObject::connect(&session, &SessionView::windowsCloseRequested, &session, closeWindows);
     // The bubble never stands over Brindlet itself; leaving Brindlet looks for a selection again.
     QObject::connect(&app, &QGuiApplication::applicationStateChanged, &model, [&](Qt::ApplicationState state) {
         if (state == Qt::ApplicationActive)
@@ -213,7 +219,7 @@ int main(int argc, char** argv)
 
     quitOnSignals(gate);
     model.start();
-    // Until onboarding exists, a first run opens the workspace.
+    // A first run opens the workspace window, where onboarding waits.
     if (!settings.hasCompletedOnboarding())
         model.openWorkspace();
     say(stdout, QStringLiteral("Brindlet is running."));

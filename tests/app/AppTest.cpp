@@ -2,6 +2,9 @@
 // its flows change the editor's text, a second launch hands over, and SIGTERM ends it cleanly.
 
 #include "platform/linux/AtspiBus.h"
+#include "platform/linux/X11HotKeys.h"
+#include "settings/JsonFileDefaultsStore.h"
+#include "settings/SettingsStore.h"
 #include "support/AppUnderTest.h"
 #include "support/EventLoop.h"
 #include "support/FakeOllamaServer.h"
@@ -134,32 +137,105 @@ TEST_F(Application, QuickCommandTakesAnInstructionAndReturnDeliversTheResult)
     EXPECT_TRUE(ollama.requests().constLast().body.contains("add a comma"));
 }
 
-// A first run opens the workspace, where an instruction typed and Ctrl+Return reach the provider.
-// Ctrl+Q puts Brindlet away without ending it; a second launch brings the window back; --quit
-// ends it.
-TEST_F(Application, FirstRunWorkspaceWorksByKeyboardAndCtrlQPutsItAway)
+// A first run opens onboarding in the workspace window; Return walks it to a ready Ollama and
+// finishes. Ctrl+Q then puts Brindlet away without ending it, and Quick Fix works at once.
+// --quit ends it.
+TEST_F(Application, FirstRunThroughOnboardingLandsInAWorkingQuickFix)
 {
-    ollama.respondWith(FakeResponse::stream({ u"A short"_qs, u" poem."_qs }));
+    // Ready means the chosen model is installed.
+    ollama.setHandler([](const RecordedRequest& request) {
+        return request.path == "/api/tags" ? FakeResponse::json(200, R"({"models":[{"name":"m"}]})")
+                                           : FakeResponse::stream({ u"They are"_qs, u" here."_qs });
+    });
+    TestEditor editor(TestEditor::Kind::gtkEntry, u"Their here."_qs, { { 0, 11 } });
+    ASSERT_TRUE(editor.waitUntilReady());
     AppUnderTest firstRun(ollama.baseURL(), true);
     ASSERT_TRUE(firstRun.start());
     ASSERT_TRUE(runUntil([] { return keyboardGoesTo("Brindlet"); }, 10s));
-    runUntil([] { return false; }, 200ms); // the instruction takes the focus
-    typeText(u"write a poem"_qs);
-    pressChord({ XK_Control_L, XK_Return });
-    // Its start asks for the installed models: the generation is the request that names the instruction.
+    const auto setUp = [&] {
+        JsonFileDefaultsStore stored(firstRun.configFile(u"Brindlet/defaults.json"_qs));
+        return SettingsStore(stored).hasCompletedOnboarding();
+    };
+    // Four steps on; the last Return finishes once Ollama has answered as ready.
+    for (int step = 0; step < 4; ++step) {
+        runUntil([] { return false; }, 200ms);
+        pressChord({ XK_Return });
+    }
     EXPECT_TRUE(runUntil(
-        [&] { return !ollama.requests().isEmpty() && ollama.requests().constLast().body.contains("write a poem"); },
+        [&] {
+            pressChord({ XK_Return });
+            return runUntil(setUp, 300ms);
+        },
         10s));
 
     pressChord({ XK_Control_L, XK_Q });
-    EXPECT_TRUE(runUntil([] { return !visibleWindowTitled("Brindlet"); }, 5s));
-    runUntil([] { return false; }, 300ms);
+    EXPECT_TRUE(runUntil([] { return !visibleWindowTitled("Brindlet") && keyboardGoesTo("Editor"); }, 5s));
     EXPECT_EQ(firstRun.process().state(), QProcess::Running);
-    EXPECT_EQ(firstRun.launchAgain(), 0);
-    EXPECT_TRUE(runUntil([] { return visibleWindowTitled("Brindlet").has_value(); }, 5s));
+    runUntil([] { return false; }, 500ms); // the editor takes in that it has the keyboard again
+    pressChord({ XK_Control_L, XK_Shift_L, XK_J });
+    EXPECT_TRUE(editor.waitForText(u"They are here."_qs)) << editor.reportedTexts().join(u" | ").toStdString();
     EXPECT_EQ(firstRun.launchAgain({ u"--quit"_qs }), 0);
     ASSERT_TRUE(firstRun.process().waitForFinished(10000));
     EXPECT_EQ(firstRun.process().exitCode(), 0);
+}
+
+// In settings, by keys: the login switch writes and removes the autostart entry; recording a
+// chord another program holds keeps the old shortcut working; a free chord takes over from it.
+TEST_F(Application, SettingsRecordShortcutsAndWriteTheAutostartEntry)
+{
+    TestEditor editor(TestEditor::Kind::gtkEntry, u"hello"_qs, { { 0, 5 } });
+    ASSERT_TRUE(editor.waitUntilReady());
+    ASSERT_TRUE(runUntil([] { return keyboardGoesTo("Editor"); }, 10s));
+    X11HotKeys otherProgram;
+    const HotKeyShortcut held { 40, { HotKeyModifiers::control | HotKeyModifiers::option }, u"K"_qs };
+    ASSERT_TRUE(otherProgram.registerShortcuts({ { GlobalHotKeyAction::quickCommand, held } }).empty());
+    ASSERT_TRUE(app.start());
+    const auto pause = [](std::chrono::milliseconds span = 300ms) { runUntil([] { return false; }, span); };
+    // From the first setting, Tab reaches: 1 the login switch, 6 the Quick Command recorder.
+    const auto openSettingsAt = [&](int tabs) {
+        EXPECT_EQ(app.launchAgain(), 0);
+        EXPECT_TRUE(runUntil([] { return keyboardGoesTo("Brindlet"); }, 5s));
+        pressChord({ XK_Control_L, XK_comma });
+        EXPECT_TRUE(runUntil([] { return keyboardGoesTo("Brindlet Settings"); }, 5s));
+        pause();
+        for (int i = 0; i < tabs; ++i)
+            pressChord({ XK_Tab });
+    };
+    const auto putAwayAndOpenHUDWith = [&](std::initializer_list<unsigned long> chord) {
+        pressChord({ XK_Control_L, XK_Q });
+        EXPECT_TRUE(runUntil([] { return keyboardGoesTo("Editor"); }, 5s));
+        pressChord(chord);
+        const bool opened = runUntil([] { return visibleHUD().has_value(); }, 3s);
+        pressChord({ XK_Escape });
+        runUntil([] { return !visibleHUD(); }, 3s);
+        return opened;
+    };
+
+    const QString entry = app.configFile(u"autostart/brindlet.desktop"_qs);
+    openSettingsAt(1);
+    pressChord({ XK_space });
+    EXPECT_TRUE(runUntil([&] { return QFile::exists(entry); }, 5s));
+    QFile written(entry);
+    ASSERT_TRUE(written.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(written.readAll().contains("/brindlet\"\n")); // Exec names this program
+    pressChord({ XK_space });
+    EXPECT_TRUE(runUntil([&] { return !QFile::exists(entry); }, 5s));
+
+    for (int i = 1; i < 6; ++i)
+        pressChord({ XK_Tab }); // on to the Quick Command recorder
+    pressChord({ XK_space });
+    pause(); // recording has begun
+    pressChord({ XK_Control_L, XK_Alt_L, XK_K });
+    pause();
+    EXPECT_TRUE(putAwayAndOpenHUDWith({ XK_Shift_L, XK_Super_L, XK_space }));
+
+    openSettingsAt(6);
+    pressChord({ XK_space });
+    pause();
+    pressChord({ XK_Control_L, XK_Alt_L, XK_L });
+    pause();
+    EXPECT_TRUE(putAwayAndOpenHUDWith({ XK_Control_L, XK_Alt_L, XK_L }));
+    EXPECT_FALSE(putAwayAndOpenHUDWith({ XK_Shift_L, XK_Super_L, XK_space }));
 }
 
 // Under a tray, the icon's menu opens the workspace with its first item and quits completely
@@ -243,6 +319,7 @@ TEST_F(Application, APresetIsMadeFoundUsedAndDeletedByKeys)
     ASSERT_TRUE(runUntil([] { return keyboardGoesTo("Brindlet"); }, 5s));
     pressChord({ XK_Control_L, XK_comma });
     ASSERT_TRUE(runUntil([] { return keyboardGoesTo("Brindlet Settings"); }, 5s));
+    pressChord({ XK_Control_L, XK_Shift_L, XK_Tab }); // back from General to Presets
     pause();
     typeText(u"shout"_qs);
     pressChord({ XK_Down });

@@ -3,6 +3,8 @@
 #include "EventLoop.h"
 #include "settings/JsonFileDefaultsStore.h"
 
+#include <QStandardPaths>
+
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 
@@ -65,6 +67,13 @@ int AppUnderTest::launchAgain(const QStringList& arguments)
     again.start(QStringLiteral(BRINDLET_APP_PATH), arguments);
     runUntil([&] { return again.state() == QProcess::NotRunning; }, std::chrono::seconds(10));
     return again.exitStatus() == QProcess::NormalExit ? again.exitCode() : -1;
+}
+
+QString AppUnderTest::configFile(const QString& relative) const
+{
+    const QString home
+        = configHome_ ? configHome_->path() : QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation);
+    return home + QLatin1Char('/') + relative;
 }
 
 QByteArray AppUnderTest::cli(const QStringList& arguments) const

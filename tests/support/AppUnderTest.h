@@ -26,6 +26,8 @@ public:
     bool start();
     // Another launch with the same settings, for hand-over; returns its exit code.
     int launchAgain(const QStringList& arguments = {});
+    // A file under the application's configuration folder (its own settings, or the user's).
+    QString configFile(const QString& relative) const;
     // brindlet-cli with the same settings; returns what it printed.
     QByteArray cli(const QStringList& arguments) const;
     QProcess& process() { return process_; }

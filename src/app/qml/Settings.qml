@@ -21,24 +21,43 @@ Page {
         TabButton { text: "Presets"; Accessible.name: "Presets" }
     }
 
-    // The shortcut recorder's keyboard: one item for all rows, since a change of the rows makes
-    // them anew. A press that cannot be a shortcut beeps and recording goes on; losing the
-    // keyboard (a click elsewhere) ends it with the shortcut as it was.
+    Shortcut {
+        sequence: "Ctrl+Q"
+        onActivated: session.closeWindows()
+    }
+
+    // Each opening and each section starts the keyboard at the section's first control, so that
+    // the controls below are a known number of Tabs away.
+    function focusSection() {
+        if (tabs.currentIndex === 0)
+            firstSetting.forceActiveFocus()
+        else if (tabs.currentIndex === 2)
+            search.forceActiveFocus()
+    }
+    Connections {
+        target: root.Window.window
+        function onVisibleChanged() { if (root.Window.window.visible) Qt.callLater(root.focusSection) }
+    }
+    Connections {
+        target: tabs
+        function onCurrentIndexChanged() { Qt.callLater(root.focusSection) }
+    }
+    Component.onCompleted: Qt.callLater(focusSection)
+    Shortcut {
+        sequences: ["Ctrl+Tab", "Ctrl+PgDown"]
+        onActivated: tabs.currentIndex = (tabs.currentIndex + 1) % tabs.count
+    }
+    Shortcut {
+        sequences: ["Ctrl+Shift+Tab", "Ctrl+PgUp"]
+        onActivated: tabs.currentIndex = (tabs.currentIndex + tabs.count - 1) % tabs.count
+    }
+
+    // While a shortcut is recorded, the presses go to the recorder, which reads them from the
+    // desktop; here they are only kept from the controls. Losing the keyboard (a click
+    // elsewhere) ends the recording with the shortcut as it was.
     Item {
         id: recorderKeys
-        Keys.onPressed: event => {
-            const index = prefs.recording
-            if (index < 0)
-                return
-            event.accepted = true
-            if (event.key === Qt.Key_Backspace || event.key === Qt.Key_Delete)
-                prefs.clearShortcut(index)
-            else if (event.key === Qt.Key_Escape)
-                prefs.endRecording()
-            else if ([Qt.Key_Control, Qt.Key_Shift, Qt.Key_Alt, Qt.Key_Meta, Qt.Key_Super_L, Qt.Key_Super_R].indexOf(event.key) < 0
-                     && !prefs.recordKey(index, event.nativeScanCode, event.modifiers))
-                prefs.beep()
-        }
+        Keys.onPressed: event => event.accepted = prefs.recording >= 0
         onActiveFocusChanged: if (!activeFocus) prefs.endRecording()
     }
 
@@ -63,6 +82,7 @@ Page {
                 spacing: 8
                 Label { text: "App behavior"; font.bold: true }
                 Switch {
+                    id: firstSetting
                     text: "Keep Brindlet running after Dock Quit"
                     checked: prefs.keepRunning
                     onToggled: prefs.keepRunning = checked
@@ -260,7 +280,6 @@ Page {
                     text: library.search
                     onTextChanged: if (text !== library.search) library.search = text
                     Keys.onDownPressed: list.forceActiveFocus()
-                    onVisibleChanged: if (visible) forceActiveFocus()
                 }
                 ListView {
                     id: list

@@ -10,7 +10,10 @@ Page {
     implicitWidth: 900
     implicitHeight: 680
     Accessible.name: "Brindlet workspace"
-    Component.onCompleted: instruction.forceActiveFocus()
+    Component.onCompleted: if (prefs.hasCompletedOnboarding) instruction.forceActiveFocus()
+    // Finishing setup hands the keyboard to the instruction.
+    readonly property bool setUp: prefs.hasCompletedOnboarding
+    onSetUpChanged: if (setUp) instruction.forceActiveFocus()
 
     Shortcut {
         sequence: "Ctrl+Q"
@@ -22,7 +25,7 @@ Page {
     }
     Shortcut {
         sequences: ["Ctrl+Return", "Ctrl+Enter"]
-        enabled: !presetEditor.opened
+        enabled: !presetEditor.opened && prefs.hasCompletedOnboarding
         onActivated: mainButton.clicked()
     }
 
@@ -34,6 +37,7 @@ Page {
             Label { text: "Brindlet"; font.bold: true; Accessible.name: "Brindlet" }
             Item { Layout.fillWidth: true }
             ToolButton {
+                visible: prefs.hasCompletedOnboarding
                 text: "Quick Command"
                 Accessible.name: "Quick Command"
                 onClicked: session.openQuickCommand()
@@ -46,8 +50,17 @@ Page {
         }
     }
 
+    // Until setup is done, the window shows the first-run guide instead.
+    Loader {
+        anchors.fill: parent
+        active: !prefs.hasCompletedOnboarding
+        source: "Onboarding.qml"
+        onLoaded: item.forceActiveFocus()
+    }
+
     ScrollView {
         id: scroll
+        visible: prefs.hasCompletedOnboarding
         anchors.fill: parent
         contentWidth: availableWidth
 

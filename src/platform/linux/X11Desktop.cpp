@@ -100,10 +100,10 @@ std::optional<std::int32_t> X11Desktop::processOf(unsigned long window)
     return pid ? std::optional(std::int32_t(*pid)) : std::nullopt;
 }
 
-std::vector<unsigned long> X11Desktop::clientWindows()
+std::vector<unsigned long> X11Desktop::clientWindows(const char* listName)
 {
     std::vector<unsigned long> windows;
-    const Atom list = display_ ? XInternAtom(display_, "_NET_CLIENT_LIST", True) : None;
+    const Atom list = display_ ? XInternAtom(display_, listName, True) : None;
     if (list == None)
         return windows;
     Atom type = None;
@@ -195,20 +195,34 @@ bool X11Desktop::isRunningApplication(std::int32_t processID)
 void X11Desktop::activateApplication(std::int32_t processID)
 {
     for (unsigned long window : clientWindows()) {
-        if (processOf(window) != processID)
-            continue;
-        // Asking the window manager, as a pager would (source 2), so that it does not refuse.
-        XEvent event {};
-        event.xclient.type = ClientMessage;
-        event.xclient.window = window;
-        event.xclient.message_type = XInternAtom(display_, "_NET_ACTIVE_WINDOW", False);
-        event.xclient.format = 32;
-        event.xclient.data.l[0] = 2;
-        event.xclient.data.l[1] = CurrentTime;
-        XSendEvent(
-            display_, DefaultRootWindow(display_), False, SubstructureRedirectMask | SubstructureNotifyMask, &event);
-        XFlush(display_);
-        return;
+        if (processOf(window) == processID)
+            return activateWindow(window);
+    }
+}
+
+void X11Desktop::activateWindow(unsigned long window)
+{
+    // Asking the window manager, as a pager would (source 2), so that it does not refuse.
+    XEvent event {};
+    event.xclient.type = ClientMessage;
+    event.xclient.window = window;
+    event.xclient.message_type = XInternAtom(display_, "_NET_ACTIVE_WINDOW", False);
+    event.xclient.format = 32;
+    event.xclient.data.l[0] = 2;
+    event.xclient.data.l[1] = CurrentTime;
+    XSendEvent(display_, DefaultRootWindow(display_), False, SubstructureRedirectMask | SubstructureNotifyMask, &event);
+    XFlush(display_);
+}
+
+void X11Desktop::activateTopmostOtherApplication()
+{
+    const std::vector<unsigned long> stacking = clientWindows("_NET_CLIENT_LIST_STACKING");
+    for (auto window = stacking.rbegin(); window != stacking.rend(); ++window) {
+        XWindowAttributes attributes {};
+        const auto pid = processOf(*window);
+        if (pid && *pid != currentProcessID() && XGetWindowAttributes(display_, *window, &attributes)
+            && attributes.map_state == IsViewable)
+            return activateWindow(*window);
     }
 }
 

@@ -34,6 +34,8 @@ public:
     bool isProcessAlive(std::int32_t processID) override;
     bool isRunningApplication(std::int32_t processID) override;
     void activateApplication(std::int32_t processID) override;
+    // Gives the keyboard to the topmost window of another program: Brindlet put its windows away.
+    void activateTopmostOtherApplication();
 
     // PointerServing
     std::optional<QPointF> pointerLocation() override;
@@ -50,7 +52,8 @@ private:
     std::optional<PointerState> queryPointer();
     std::optional<unsigned long> activeWindow();
     std::optional<std::int32_t> processOf(unsigned long window);
-    std::vector<unsigned long> clientWindows();
+    std::vector<unsigned long> clientWindows(const char* listName = "_NET_CLIENT_LIST");
+    void activateWindow(unsigned long window);
     std::optional<unsigned long> windowProperty(unsigned long window, const char* name, unsigned long type);
 
     _XDisplay* display_ = nullptr;

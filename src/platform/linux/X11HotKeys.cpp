@@ -4,6 +4,7 @@
 
 #include <X11/XKBlib.h>
 #include <X11/Xlib.h>
+#include <X11/Xutil.h>
 #include <X11/keysym.h>
 
 #include <QPointer>
@@ -155,6 +156,29 @@ std::optional<KeyEvent> X11HotKeys::keyEventFor(unsigned int x11KeyCode, std::ui
     if (symbol >= 0x20 && symbol <= 0x7e)
         characters = QString(QChar(char16_t(symbol)));
     return KeyEvent { modifierFlags, std::uint16_t(*code), characters };
+}
+
+bool X11HotKeys::isModifierKey(unsigned int x11KeyCode)
+{
+    Display* display = XOpenDisplay(nullptr);
+    if (!display)
+        return false;
+    const KeySym symbol = XkbKeycodeToKeysym(display, KeyCode(x11KeyCode), 0, 0);
+    XCloseDisplay(display);
+    return IsModifierKey(symbol) || symbol == XK_Super_L || symbol == XK_Super_R || symbol == XK_Hyper_L
+        || symbol == XK_Hyper_R || symbol == XK_Meta_L || symbol == XK_Meta_R;
+}
+
+std::uint64_t X11HotKeys::modifierFlagsFor(unsigned int x11Mask)
+{
+    std::uint64_t flags = 0;
+    for (const auto& [mask, flag] :
+        { std::pair { ControlMask, KeyEvent::controlFlag }, std::pair { Mod1Mask, KeyEvent::optionFlag },
+            std::pair { ShiftMask, KeyEvent::shiftFlag }, std::pair { Mod4Mask, KeyEvent::commandFlag } }) {
+        if (x11Mask & unsigned(mask))
+            flags |= flag;
+    }
+    return flags;
 }
 
 unsigned int X11HotKeys::modifierMaskFor(HotKeyModifiers modifiers)

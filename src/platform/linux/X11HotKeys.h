@@ -36,6 +36,10 @@ public:
     // A key press on this display, by its X key code, in the shortcut vocabulary, or nothing for
     // a key the vocabulary has no code for.
     static std::optional<KeyEvent> keyEventFor(unsigned int x11KeyCode, std::uint64_t modifierFlags);
+    // Whether the key is a modifier itself (Shift, Control, Alt, Super and their kin).
+    static bool isModifierKey(unsigned int x11KeyCode);
+    // X's modifier state as the shortcut vocabulary's flags: Alt is Option, Super is Command.
+    static std::uint64_t modifierFlagsFor(unsigned int x11Mask);
     // The X modifier mask for a shortcut's modifiers: Control, Alt, Shift, Super.
     static unsigned int modifierMaskFor(HotKeyModifiers modifiers);
 
