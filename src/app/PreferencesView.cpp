@@ -3,9 +3,14 @@
 #include "Autostart.h"
 #include "core/AppModel.h"
 #include "platform/linux/X11HotKeys.h"
+#include "providers/CLIExecutableResolver.h"
+#include "providers/SignInCommand.h"
 #include "settings/SettingsStore.h"
+#include "tasks/OffMainThread.h"
+#include "tasks/Runtime.h"
 
 #include <QApplication>
+#include <QProcess>
 
 namespace brindlet {
 
@@ -249,6 +254,52 @@ void PreferencesView::checkProvidersAgain()
 void PreferencesView::refreshOllamaModels()
 {
     model_.refreshOllamaModels();
+}
+
+void PreferencesView::signIn(int index)
+{
+    if (index >= 0 && index < int(allProviderKinds.size()))
+        spawn(openSignIn(QPointer<PreferencesView>(this), allProviderKinds[std::size_t(index)]));
+}
+
+Task<void> PreferencesView::openSignIn(QPointer<PreferencesView> view, ProviderKind kind)
+{
+    const auto command = signInCommand(kind);
+    if (!command)
+        co_return;
+    const QString name = command->first;
+    QString executable;
+    QString problem;
+    // Finding the program may ask the login shell: off the main thread.
+    std::tie(executable, problem) = co_await runOffMainThread([name]() -> std::pair<QString, QString> {
+        try {
+            return { CLIExecutableResolver().resolve(name), QString() };
+        } catch (const std::exception& error) {
+            return { QString(), QString::fromUtf8(error.what()) };
+        }
+    });
+    if (!view)
+        co_return;
+    const QString typed = QStringList(QStringList { name } + command->second).join(QLatin1Char(' '));
+    const auto terminal = findTerminal();
+    if (executable.isEmpty() || !terminal) {
+        view->setSignInMessage(executable.isEmpty()
+                ? problem
+                : QStringLiteral("No terminal program was found. Run %1 in a terminal to sign in.").arg(typed));
+        co_return;
+    }
+    const TerminalCommand run = inTerminal(*terminal, executable, command->second);
+    auto* process = new QProcess(view.data()); // ends with Brindlet
+    QObject::connect(process, &QProcess::finished, process, &QObject::deleteLater);
+    process->start(run.program, run.arguments);
+    view->setSignInMessage(
+        QStringLiteral("Finish signing in to %1 in the terminal, then press Check again.").arg(displayName(kind)));
+}
+
+void PreferencesView::setSignInMessage(const QString& message)
+{
+    signInMessage_ = message;
+    emit changed();
 }
 
 void PreferencesView::beginRecording(int index)

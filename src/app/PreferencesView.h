@@ -6,7 +6,11 @@
 
 #include "platform/linux/X11InputMonitor.h"
 
+#include "domain/Enums.h"
+#include "tasks/Task.h"
+
 #include <QObject>
+#include <QPointer>
 #include <QVariantList>
 
 namespace brindlet {
@@ -41,6 +45,8 @@ class PreferencesView : public QObject {
     Q_PROPERTY(QString version READ version CONSTANT)
     // The settings window's visible section: general, AI or presets.
     Q_PROPERTY(int section READ section WRITE setSection NOTIFY changed)
+    // What went wrong when a sign-in could not be opened, if anything.
+    Q_PROPERTY(QString signInMessage READ signInMessage NOTIFY changed)
 
 public:
     PreferencesView(AppModel& model, SettingsStore& settings, QObject* parent = nullptr);
@@ -74,6 +80,7 @@ public:
     bool hasCompletedOnboarding() const;
     QString statusText() const;
     QString version() const;
+    QString signInMessage() const { return signInMessage_; }
     int section() const;
     void setSection(int index);
 
@@ -83,6 +90,8 @@ public:
     Q_INVOKABLE void finishOnboarding();
     Q_INVOKABLE void checkProvidersAgain();
     Q_INVOKABLE void refreshOllamaModels();
+    // Opens the provider's own sign-in in a terminal; the terminal ends with Brindlet.
+    Q_INVOKABLE void signIn(int index);
     // The recorder: while one records, the global shortcuts are off and every key press on the
     // desktop is read, also a chord another program holds, which its window would never get.
     Q_INVOKABLE void beginRecording(int index);
@@ -95,12 +104,15 @@ signals:
 
 private:
     void recordPress(unsigned int x11KeyCode, unsigned int x11Modifiers);
+    static Task<void> openSignIn(QPointer<PreferencesView> view, ProviderKind kind);
+    void setSignInMessage(const QString& message);
 
     AppModel& model_;
     SettingsStore& settings_;
     int recording_ = -1;
     QString startAtLoginError_;
     X11InputMonitor keys_;
+    QString signInMessage_;
 };
 
 } // namespace brindlet

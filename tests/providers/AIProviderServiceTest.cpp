@@ -1,6 +1,7 @@
 #include "providers/AIProviderService.h"
 #include "domain/DescribedError.h"
 #include "providers/ProviderError.h"
+#include "providers/SignInCommand.h"
 #include "support/EventLoop.h"
 #include "support/FakeOllamaServer.h"
 
@@ -73,6 +74,26 @@ TEST(AIProviderService, PrepareSwallowsOllamaFailures)
     EXPECT_NO_THROW(runTask(service.prepare(ProviderKind::ollama, { server.baseURL(), u"m"_qs })));
     EXPECT_NO_THROW(runTask(service.prepare(ProviderKind::ollama, { u"ftp://x"_qs, u"m"_qs })));
     EXPECT_EQ(server.requests().size(), 1);
+}
+
+} // namespace
+
+namespace {
+
+// Each agent program's own sign-in, in the terminal found; each terminal takes the command its way.
+TEST(SignInCommand, RunsEachProgramsOwnSignInTheWayEachTerminalTakesIt)
+{
+    EXPECT_FALSE(brindlet::signInCommand(brindlet::ProviderKind::ollama));
+    EXPECT_EQ(
+        brindlet::signInCommand(brindlet::ProviderKind::claude)->second, (QStringList { u"auth"_qs, u"login"_qs }));
+    EXPECT_EQ(brindlet::signInCommand(brindlet::ProviderKind::cursor)->first, u"cursor-agent"_qs);
+    const QStringList login { u"login"_qs };
+    const std::pair<const char*, const char*> terminals[] = { { "/usr/bin/x-terminal-emulator", "-e" },
+        { "/usr/bin/gnome-terminal", "--" }, { "/usr/bin/xfce4-terminal", "-x" }, { "/usr/bin/xterm", "-e" } };
+    for (const auto& [terminal, separator] : terminals) {
+        const auto run = brindlet::inTerminal(QString::fromUtf8(terminal), u"/opt/codex"_qs, login);
+        EXPECT_EQ(run.arguments, (QStringList { QString::fromUtf8(separator), u"/opt/codex"_qs, u"login"_qs }));
+    }
 }
 
 } // namespace

@@ -71,6 +71,12 @@ Item {
                 Button { text: "Refresh"; Accessible.name: text; onClicked: prefs.refreshAccessibility() }
             }
             Label { text: "You can continue without this permission and enable it later in Settings."; font.pixelSize: 11 }
+            Label {
+                Layout.fillWidth: true
+                wrapMode: Text.WordWrap
+                font.pixelSize: 11
+                text: "On this desktop, Brindlet switches on the accessibility bus (AT-SPI) itself. Applications that were already running, Qt applications in particular, must be restarted before Brindlet can read their text."
+            }
         }
 
         // 2: provider
@@ -85,15 +91,32 @@ Item {
             }
             Repeater {
                 model: prefs.providers
-                delegate: Button {
+                delegate: RowLayout {
                     Layout.fillWidth: true
                     Layout.maximumWidth: 560
-                    highlighted: modelData.current
-                    text: modelData.name + " — " + modelData.detail + (modelData.ready ? "   ✓" : "   ✗")
-                    Accessible.name: modelData.name
-                    Accessible.description: modelData.detail
-                    onClicked: prefs.provider = index
+                    Button {
+                        Layout.fillWidth: true
+                        highlighted: modelData.current
+                        text: modelData.name + " — " + modelData.detail + (modelData.ready ? "   ✓" : "   ✗")
+                        Accessible.name: modelData.name
+                        Accessible.description: modelData.detail
+                        onClicked: prefs.provider = index
+                    }
+                    // An agent program signs in with its own command, in a terminal the user sees.
+                    Button {
+                        visible: index > 0 && !modelData.ready
+                        text: "Sign in…"
+                        Accessible.name: "Sign in to " + modelData.name
+                        onClicked: prefs.signIn(index)
+                    }
                 }
+            }
+            Label { visible: prefs.signInMessage.length > 0; text: prefs.signInMessage; wrapMode: Text.WordWrap; Layout.fillWidth: true }
+            Label {
+                visible: prefs.isOllama && prefs.ollamaModels.length === 0
+                text: "No models yet? Run ollama pull llama3.2 in a terminal, then press Check again."
+                wrapMode: Text.WordWrap
+                Layout.fillWidth: true
             }
             RowLayout {
                 visible: prefs.isOllama
@@ -148,7 +171,14 @@ Item {
                       ? "Use Quick Fix for instant corrections, Quick Command for any instruction, or open the workspace for longer drafts."
                       : "Return to the provider step and choose an installed, responding provider before finishing setup."
             }
-            Label { visible: prefs.statusText.length > 0; text: "ⓘ " + prefs.statusText; wrapMode: Text.WordWrap; Layout.fillWidth: true }
+            Label { visible: prefs.statusText.length > 0; text: "ℹ " + prefs.statusText; wrapMode: Text.WordWrap; Layout.fillWidth: true }
+            // Trying it on real text: the user's own, in any application.
+            Label {
+                visible: prefs.isProviderReady
+                Layout.fillWidth: true
+                wrapMode: Text.WordWrap
+                text: "Try it now: select a sentence in any application and press " + prefs.shortcuts[2].display + " for Quick Fix."
+            }
         }
 
         RowLayout {
