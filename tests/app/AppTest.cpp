@@ -14,6 +14,7 @@
 
 #include <gtest/gtest.h>
 
+#include <X11/Xlib.h>
 #include <X11/keysym.h>
 
 using namespace brindlet;
@@ -247,12 +248,22 @@ TEST_F(Application, TheTrayMenuOpensTheWorkspaceAndQuitsCompletely)
         { u"--edge"_qs, u"top"_qs, u"--align"_qs, u"right"_qs, u"--widthtype"_qs, u"pixel"_qs, u"--width"_qs, u"80"_qs,
             u"--height"_qs, u"24"_qs });
     ASSERT_TRUE(tray.waitForStarted());
-    ASSERT_TRUE(runUntil([] { return visibleWindowTitled("panel").has_value(); }, 10s));
+    // A tray exists once something owns the tray selection of the screen.
+    ASSERT_TRUE(runUntil(
+        [] {
+            Display* display = XOpenDisplay(nullptr);
+            const bool owned
+                = display && XGetSelectionOwner(display, XInternAtom(display, "_NET_SYSTEM_TRAY_S0", False)) != None;
+            if (display)
+                XCloseDisplay(display);
+            return owned;
+        },
+        20s));
     ASSERT_TRUE(app.start());
     const auto small = [](const QRect& place) { return place.width() < 50; };
     const auto large = [](const QRect& place) { return place.width() > 500; };
     std::optional<QRect> icon;
-    ASSERT_TRUE(runUntil([&] { return (icon = visibleWindowTitled("Brindlet", small)).has_value(); }, 10s));
+    ASSERT_TRUE(runUntil([&] { return (icon = visibleWindowTitled("Brindlet", small)).has_value(); }, 20s));
 
     clickAt(icon->center().x(), icon->center().y(), 3);
     runUntil([] { return false; }, 300ms); // the menu takes the keyboard
