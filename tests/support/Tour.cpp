@@ -76,14 +76,16 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "brindlet_tour: Brindlet did not start.\n");
         return 1;
     }
-    // A first run opens the workspace; Ctrl+Q puts it away and gives the editor the keyboard back.
+    // A first run opens setup in the workspace window; Ctrl+Q puts it away and gives the editor the keyboard back.
     const auto workspace
         = [] { return visibleWindowTitled("Brindlet", [](const QRect& place) { return place.width() > 500; }); };
     if (runUntil([&] { return workspace().has_value(); }, 3s)) {
         runUntil([] { return false; }, 500ms);
-        screenshot(folder, QStringLiteral("2-workspace.png"), QStringLiteral("a first run opens the workspace"));
+        screenshot(
+            folder, QStringLiteral("2-setup.png"), QStringLiteral("a first run opens setup in Brindlet's window"));
         pressChord({ XK_Control_L, XK_Q });
         runUntil([&] { return !workspace() && keyboardGoesTo("Editor"); }, 5s);
+        runUntil([] { return false; }, 500ms); // the editor takes in that it has the keyboard again
     }
     pressChord({ XK_Control_L, XK_Shift_L, XK_J });
     runUntil([] { return false; }, 1500ms);
