@@ -105,37 +105,41 @@ unsigned int X11InputMonitor::modifierMaskOf(unsigned int keyCode) const
 
 void X11InputMonitor::readEvents()
 {
-    std::vector<Press> presses;
+    // Events that arrive during a round trip (the pointer query below) wait in Xlib's queue, where
+    // the socket's notifier does not see them: read until that queue is empty too.
     while (display_ && XPending(display_)) {
-        XEvent event;
-        XNextEvent(display_, &event);
-        XGenericEventCookie& cookie = event.xcookie;
-        if (cookie.type != GenericEvent || cookie.extension != opcode_ || !XGetEventData(display_, &cookie))
-            continue;
-        const auto code = unsigned(static_cast<XIRawEvent*>(cookie.data)->detail);
-        if (cookie.evtype == XI_RawButtonPress && !isWheel(int(code))) {
-            presses.push_back({ code, {}, 0 });
-        } else if (cookie.evtype == XI_RawKeyPress || cookie.evtype == XI_RawKeyRelease) {
-            const unsigned int modifier = modifierMaskOf(code);
-            if (modifier && cookie.evtype == XI_RawKeyPress)
-                heldModifiers_ |= modifier;
-            else if (modifier)
-                heldModifiers_ &= ~modifier;
-            else if (cookie.evtype == XI_RawKeyPress)
-                presses.push_back({ code, {}, heldModifiers_ });
+        std::vector<Press> presses;
+        while (display_ && XPending(display_)) {
+            XEvent event;
+            XNextEvent(display_, &event);
+            XGenericEventCookie& cookie = event.xcookie;
+            if (cookie.type != GenericEvent || cookie.extension != opcode_ || !XGetEventData(display_, &cookie))
+                continue;
+            const auto code = unsigned(static_cast<XIRawEvent*>(cookie.data)->detail);
+            if (cookie.evtype == XI_RawButtonPress && !isWheel(int(code))) {
+                presses.push_back({ code, {}, 0 });
+            } else if (cookie.evtype == XI_RawKeyPress || cookie.evtype == XI_RawKeyRelease) {
+                const unsigned int modifier = modifierMaskOf(code);
+                if (modifier && cookie.evtype == XI_RawKeyPress)
+                    heldModifiers_ |= modifier;
+                else if (modifier)
+                    heldModifiers_ &= ~modifier;
+                else if (cookie.evtype == XI_RawKeyPress)
+                    presses.push_back({ code, {}, heldModifiers_ });
+            }
+            XFreeEventData(display_, &cookie);
         }
-        XFreeEventData(display_, &cookie);
-    }
-    if (presses.empty())
-        return;
-    // Raw events carry no position: the pointer is where the press happened a moment ago.
-    const QPoint pointer = pointerState().first;
-    const auto onPress = onPress_; // a call may stop this monitor
-    for (Press& press : presses) {
-        press.pointer = pointer;
-        onPress(press);
-        if (!isWatching())
-            return;
+        if (presses.empty())
+            continue;
+        // Raw events carry no position: the pointer is where the press happened a moment ago.
+        const QPoint pointer = pointerState().first;
+        const auto onPress = onPress_; // a call may stop this monitor
+        for (Press& press : presses) {
+            press.pointer = pointer;
+            onPress(press);
+            if (!isWatching())
+                return;
+        }
     }
 }
 
