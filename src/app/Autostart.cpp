@@ -32,7 +32,7 @@ bool Autostart::setEnabled(bool enabled, QString* error)
     }
     QDir().mkpath(QFileInfo(path).absolutePath());
     QSaveFile entry(path);
-    // The path is quoted as the desktop entry specification asks, for folders with spaces.
+    // The path is quoted, as desktop entries want it, for folders with spaces.
     QString program = QCoreApplication::applicationFilePath();
     program.replace(QLatin1Char('\\'), QStringLiteral("\\\\")).replace(QLatin1Char('"'), QStringLiteral("\\\""));
     const QString text = QStringLiteral("[Desktop Entry]\nType=Application\nName=Brindlet\n"

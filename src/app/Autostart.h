@@ -1,7 +1,7 @@
 #pragma once
 
 // "Start Brindlet when I log in": an XDG autostart entry for the running executable, which
-// desktops that follow the freedesktop specifications start at login.
+// freedesktop.org desktops start at login.
 
 #include <QString>
 

@@ -44,17 +44,22 @@ protected:
     AppUnderTest app { ollama.baseURL() };
 
     void SetUp() override { ASSERT_TRUE(desktop->problem().isEmpty()) << desktop->problem().toStdString(); }
+
+    // Brindlet starts once the editor has the keyboard: the window manager focuses a new window a
+    // moment after it shows, and a HUD opened before that would lose the keyboard to it.
+    void startOver(TestEditor& editor)
+    {
+        ASSERT_TRUE(editor.waitUntilReady());
+        ASSERT_TRUE(runUntil([] { return keyboardGoesTo("Editor"); }, 10s));
+        ASSERT_TRUE(app.start());
+    }
 };
 
 TEST_F(Application, QuickFixShortcutFixesTheSelectionInPlace)
 {
     ollama.respondWith(FakeResponse::stream({ u"They are"_qs, u" going home."_qs }));
     TestEditor editor(TestEditor::Kind::gtkEntry, u"Their going home."_qs, { { 0, 17 } });
-    ASSERT_TRUE(editor.waitUntilReady());
-    // The window manager focuses a new window a moment after it shows; a HUD opened before
-    // that would lose the keyboard to it, and a HUD that loses the keyboard closes.
-    ASSERT_TRUE(runUntil([] { return keyboardGoesTo("Editor"); }, 10s));
-    ASSERT_TRUE(app.start());
+    ASSERT_NO_FATAL_FAILURE(startOver(editor));
 
     pressChord({ XK_Control_L, XK_Shift_L, XK_J });
     EXPECT_TRUE(editor.waitForText(u"They are going home."_qs)) << editor.reportedTexts().join(u" | ").toStdString();
@@ -74,11 +79,7 @@ TEST_F(Application, QuickFixShortcutFixesTheSelectionInPlace)
 TEST_F(Application, TheBubbleBesideASelectionOpensTheHUD)
 {
     auto editor = std::make_unique<TestEditor>(TestEditor::Kind::gtkEntry, u"hello world"_qs, std::pair { 0, 5 });
-    ASSERT_TRUE(editor->waitUntilReady());
-    // The window manager focuses a new window a moment after it shows; a HUD opened before
-    // that would lose the keyboard to it, and a HUD that loses the keyboard closes.
-    ASSERT_TRUE(runUntil([] { return keyboardGoesTo("Editor"); }, 10s));
-    ASSERT_TRUE(app.start());
+    ASSERT_NO_FATAL_FAILURE(startOver(*editor));
     std::optional<QRect> bubble;
     ASSERT_TRUE(runUntil(
         [&] {
@@ -96,11 +97,7 @@ TEST_F(Application, QuickCommandTakesAnInstructionAndReturnDeliversTheResult)
 {
     ollama.respondWith(FakeResponse::stream({ u"Hello,"_qs, u" world"_qs }));
     TestEditor editor(TestEditor::Kind::gtkEntry, u"hello world"_qs, { { 0, 11 } });
-    ASSERT_TRUE(editor.waitUntilReady());
-    // The window manager focuses a new window a moment after it shows; a HUD opened before
-    // that would lose the keyboard to it, and a HUD that loses the keyboard closes.
-    ASSERT_TRUE(runUntil([] { return keyboardGoesTo("Editor"); }, 10s));
-    ASSERT_TRUE(app.start());
+    ASSERT_NO_FATAL_FAILURE(startOver(editor));
 
     // The HUD opens beside the selection at the editor's left, not at the pointer, which waits
     // in the far corner.
@@ -194,12 +191,10 @@ TEST_F(Application, FirstRunThroughOnboardingLandsInAWorkingQuickFix)
 TEST_F(Application, SettingsRecordShortcutsAndWriteTheAutostartEntry)
 {
     TestEditor editor(TestEditor::Kind::gtkEntry, u"hello"_qs, { { 0, 5 } });
-    ASSERT_TRUE(editor.waitUntilReady());
-    ASSERT_TRUE(runUntil([] { return keyboardGoesTo("Editor"); }, 10s));
     X11HotKeys otherProgram;
     const HotKeyShortcut held { 40, { HotKeyModifiers::control | HotKeyModifiers::option }, u"K"_qs };
     ASSERT_TRUE(otherProgram.registerShortcuts({ { GlobalHotKeyAction::quickCommand, held } }).empty());
-    ASSERT_TRUE(app.start());
+    ASSERT_NO_FATAL_FAILURE(startOver(editor));
     const auto pause = [](std::chrono::milliseconds span = 300ms) { runUntil([] { return false; }, span); };
     // From the first setting, Tab reaches: 1 the login switch, 6 the Quick Command recorder.
     const auto openSettingsAt = [&](int tabs) {
@@ -301,9 +296,7 @@ TEST_F(Application, APresetIsMadeFoundUsedAndDeletedByKeys)
 {
     ollama.respondWith(FakeResponse::stream({ u"HELLO"_qs, u" WORLD"_qs }));
     TestEditor editor(TestEditor::Kind::gtkEntry, u"hello world"_qs, { { 0, 11 } });
-    ASSERT_TRUE(editor.waitUntilReady());
-    ASSERT_TRUE(runUntil([] { return keyboardGoesTo("Editor"); }, 10s));
-    ASSERT_TRUE(app.start());
+    ASSERT_NO_FATAL_FAILURE(startOver(editor));
     const auto pause = [](std::chrono::milliseconds span = 300ms) { runUntil([] { return false; }, span); };
 
     pressChord({ XK_Shift_L, XK_Super_L, XK_space });
