@@ -1,10 +1,10 @@
 #include "SettingsWindow.h"
 
+#include "AppWindow.h"
+
 #include "PreferencesView.h"
 #include "PresetLibraryView.h"
 #include "SessionView.h"
-
-#include <QQmlContext>
 
 namespace brindlet {
 
@@ -18,15 +18,10 @@ SettingsWindow::SettingsWindow(SessionView& session, PreferencesView& preference
 void SettingsWindow::open()
 {
     if (!view_) {
-        view_ = std::make_unique<QQuickView>();
-        view_->setTitle(QStringLiteral("Brindlet Settings"));
-        view_->setResizeMode(QQuickView::SizeRootObjectToView);
-        view_->resize(760, 620);
-        view_->setMinimumSize(QSize(680, 520));
-        view_->rootContext()->setContextProperty(QStringLiteral("library"), &presets_);
-        view_->rootContext()->setContextProperty(QStringLiteral("prefs"), &preferences_);
-        view_->rootContext()->setContextProperty(QStringLiteral("session"), &session_);
-        view_->setSource(QUrl(QStringLiteral("qrc:/brindlet/qml/Settings.qml")));
+        view_ = makeAppWindow(QStringLiteral("Brindlet Settings"), QSize(760, 620), QSize(680, 520),
+            QStringLiteral("Settings.qml"),
+            { { QStringLiteral("library"), &presets_ }, { QStringLiteral("prefs"), &preferences_ },
+                { QStringLiteral("session"), &session_ } });
     }
     view_->show();
     view_->raise();

@@ -1,9 +1,9 @@
 #include "WorkspaceWindow.h"
 
+#include "AppWindow.h"
+
 #include "PreferencesView.h"
 #include "SessionView.h"
-
-#include <QQmlContext>
 
 namespace brindlet {
 
@@ -17,14 +17,9 @@ QQuickView& WorkspaceWindow::view()
 {
     // Made when first opened: a program that lives in the tray carries no scene it doesn't show.
     if (!view_) {
-        view_ = std::make_unique<QQuickView>();
-        view_->setTitle(QStringLiteral("Brindlet"));
-        view_->setResizeMode(QQuickView::SizeRootObjectToView);
-        view_->resize(900, 680);
-        view_->setMinimumSize(QSize(760, 580));
-        view_->rootContext()->setContextProperty(QStringLiteral("session"), &session_);
-        view_->rootContext()->setContextProperty(QStringLiteral("prefs"), &preferences_);
-        view_->setSource(QUrl(QStringLiteral("qrc:/brindlet/qml/Workspace.qml")));
+        view_ = makeAppWindow(QStringLiteral("Brindlet"), QSize(900, 680), QSize(760, 580),
+            QStringLiteral("Workspace.qml"),
+            { { QStringLiteral("session"), &session_ }, { QStringLiteral("prefs"), &preferences_ } });
     }
     return *view_;
 }

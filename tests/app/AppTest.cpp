@@ -74,6 +74,19 @@ TEST_F(Application, QuickFixShortcutFixesTheSelectionInPlace)
     EXPECT_EQ(app.process().exitCode(), 0);
 }
 
+// Return uses the result once it is up for review, and does nothing before: a loaded machine
+// may take a while to get there.
+bool returnUntilDelivered(TestEditor& editor, const QString& expected)
+{
+    const bool delivered = runUntil(
+        [&] {
+            pressChord({ XK_Return });
+            return runUntil([&] { return !editor.reportedTexts().isEmpty(); }, 500ms);
+        },
+        15s);
+    return delivered && editor.waitForText(expected);
+}
+
 // A selection gets the bubble beside it, without the editor losing the keyboard; a click on the
 // bubble opens the HUD for that selection, and the HUD goes when the editor ends.
 TEST_F(Application, TheBubbleBesideASelectionOpensTheHUD)
@@ -131,16 +144,7 @@ TEST_F(Application, QuickCommandTakesAnInstructionAndReturnDeliversTheResult)
     typeText(u"add a comma"_qs);
     pressChord({ XK_Control_L, XK_Return });
     ASSERT_TRUE(runUntil([&] { return !ollama.requests().isEmpty(); }, 10s));
-    // Return uses the result once it is up for review, and does nothing before: a loaded
-    // machine may take a while to get there.
-    const bool delivered = runUntil(
-        [&] {
-            pressChord({ XK_Return });
-            return runUntil([&] { return !editor.reportedTexts().isEmpty(); }, 500ms);
-        },
-        15s);
-    EXPECT_TRUE(delivered && editor.waitForText(u"Hello, world"_qs))
-        << editor.reportedTexts().join(u" | ").toStdString();
+    EXPECT_TRUE(returnUntilDelivered(editor, u"Hello, world"_qs)) << editor.reportedTexts().join(u" | ").toStdString();
     EXPECT_TRUE(ollama.requests().constLast().body.contains("add a comma"));
 }
 
@@ -323,14 +327,7 @@ TEST_F(Application, APresetIsMadeFoundUsedAndDeletedByKeys)
     ASSERT_TRUE(runUntil(
         [&] { return !ollama.requests().isEmpty() && ollama.requests().constLast().body.contains("make it loud"); },
         10s));
-    const bool delivered = runUntil(
-        [&] {
-            pressChord({ XK_Return });
-            return runUntil([&] { return !editor.reportedTexts().isEmpty(); }, 500ms);
-        },
-        15s);
-    EXPECT_TRUE(delivered && editor.waitForText(u"HELLO WORLD"_qs))
-        << editor.reportedTexts().join(u" | ").toStdString();
+    EXPECT_TRUE(returnUntilDelivered(editor, u"HELLO WORLD"_qs)) << editor.reportedTexts().join(u" | ").toStdString();
 
     // The workspace opens settings with Ctrl+comma; there Delete and Space remove the preset.
     EXPECT_EQ(app.launchAgain(), 0);
