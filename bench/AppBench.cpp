@@ -7,7 +7,7 @@
 #include "platform/linux/AtspiBus.h"
 #include "support/AppUnderTest.h"
 #include "support/EventLoop.h"
-#include "support/FakeOllamaServer.h"
+#include "support/FakeHttpServer.h"
 #include "support/Keyboard.h"
 #include "support/PrivateDesktop.h"
 #include "support/TestEditor.h"
@@ -25,7 +25,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-FakeOllamaServer* ollama = nullptr;
+FakeHttpServer* ollama = nullptr;
 AppUnderTest* app = nullptr;
 
 bool hudVisible()
@@ -113,7 +113,7 @@ int main(int argc, char** argv)
         return 1;
     }
     AtspiBus().enable();
-    FakeOllamaServer server;
+    FakeHttpServer server;
     server.respondWith(FakeResponse::stream({ u"The cat."_qs }));
     AppUnderTest brindletApp(server.baseURL());
     if (!brindletApp.start()) {

@@ -5,7 +5,7 @@
 #include "RatioReporter.h"
 #include "providers/OllamaClient.h"
 #include "support/EventLoop.h"
-#include "support/FakeOllamaServer.h"
+#include "support/FakeHttpServer.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -18,9 +18,9 @@ namespace {
 
 constexpr int longStreamChunks = 2000;
 
-FakeOllamaServer& server()
+FakeHttpServer& server()
 {
-    static FakeOllamaServer* instance = new FakeOllamaServer;
+    static FakeHttpServer* instance = new FakeHttpServer;
     return *instance;
 }
 

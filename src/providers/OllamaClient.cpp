@@ -1,10 +1,10 @@
 #include "OllamaClient.h"
 
-#include "HttpExchange.h"
 #include "OllamaStreamChunk.h"
 #include "ProviderError.h"
 #include "domain/DescribedError.h"
 #include "domain/JsonWriter.h"
+#include "net/HttpExchange.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -33,8 +33,13 @@ QJsonObject decodeObject(const QByteArray& json)
 
 HttpRequest jsonPost(const QUrl& url, QByteArray body)
 {
-    return HttpRequest { "POST", url, "application/json", std::move(body),
-        std::chrono::milliseconds(OllamaClient::generationTimeoutMs) };
+    HttpRequest request;
+    request.method = "POST";
+    request.url = url;
+    request.contentType = "application/json";
+    request.body = std::move(body);
+    request.transferTimeout = std::chrono::milliseconds(OllamaClient::generationTimeoutMs);
+    return request;
 }
 
 } // namespace

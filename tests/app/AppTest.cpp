@@ -7,7 +7,7 @@
 #include "settings/SettingsStore.h"
 #include "support/AppUnderTest.h"
 #include "support/EventLoop.h"
-#include "support/FakeOllamaServer.h"
+#include "support/FakeHttpServer.h"
 #include "support/Keyboard.h"
 #include "support/PrivateDesktop.h"
 #include "support/TestEditor.h"
@@ -40,7 +40,7 @@ protected:
     static void TearDownTestSuite() { delete desktop; }
     static inline PrivateDesktop* desktop = nullptr;
 
-    FakeOllamaServer ollama;
+    FakeHttpServer ollama;
     AppUnderTest app { ollama.baseURL() };
 
     void SetUp() override { ASSERT_TRUE(desktop->problem().isEmpty()) << desktop->problem().toStdString(); }

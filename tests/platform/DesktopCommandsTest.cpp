@@ -4,7 +4,7 @@
 #include "platform/linux/AtspiBus.h"
 #include "support/CliRun.h"
 #include "support/EventLoop.h"
-#include "support/FakeOllamaServer.h"
+#include "support/FakeHttpServer.h"
 #include "support/PrivateDesktop.h"
 #include "support/TestEditor.h"
 
@@ -107,7 +107,7 @@ TEST_F(DesktopCommands, FixReplacesTheSelectionOnlyWhenTheModelChangedIt)
     };
     for (const Row& row : { Row { u"Their going home."_qs, "Fixed in", u"They said: Their going home."_qs },
              Row { u" Teh going home. \n"_qs, "Already looks good", std::nullopt } }) {
-        FakeOllamaServer server;
+        FakeHttpServer server;
         server.setHandler([&](const RecordedRequest&) { return FakeResponse::stream({ row.answer }); });
         TestEditor editor(TestEditor::Kind::gtkEntry, u"They said: Teh going home."_qs, { { 11, 26 } });
         ASSERT_TRUE(editor.waitUntilReady());

@@ -3,7 +3,7 @@
 #include "providers/ProviderError.h"
 #include "providers/SignInCommand.h"
 #include "support/EventLoop.h"
-#include "support/FakeOllamaServer.h"
+#include "support/FakeHttpServer.h"
 
 #include "support/Printers.h"
 
@@ -27,7 +27,7 @@ class OllamaReadiness : public ::testing::TestWithParam<ReadinessCase> { };
 
 TEST_P(OllamaReadiness, DescribesTheServer)
 {
-    FakeOllamaServer server;
+    FakeHttpServer server;
     AIProviderService service;
     server.respondWith(FakeResponse::json(GetParam().status, GetParam().body));
     const auto readiness = runTask(service.readiness(ProviderKind::ollama, { server.baseURL(), GetParam().model }));
@@ -68,7 +68,7 @@ TEST(AIProviderService, SignInWordsMakeASignInFailure)
 
 TEST(AIProviderService, PrepareSwallowsOllamaFailures)
 {
-    FakeOllamaServer server;
+    FakeHttpServer server;
     server.respondWith(FakeResponse::json(500, "{}"));
     AIProviderService service;
     EXPECT_NO_THROW(runTask(service.prepare(ProviderKind::ollama, { server.baseURL(), u"m"_qs })));

@@ -1,9 +1,9 @@
 #include "providers/OllamaClient.h"
 #include "domain/DescribedError.h"
-#include "providers/HttpExchange.h"
+#include "net/HttpExchange.h"
 #include "providers/OllamaStreamChunk.h"
 #include "support/EventLoop.h"
-#include "support/FakeOllamaServer.h"
+#include "support/FakeHttpServer.h"
 
 #include "providers/ProviderError.h"
 #include <QNetworkProxyFactory>
@@ -55,7 +55,7 @@ QString outcomeOf(Task<QString> task)
 
 class OllamaClientTest : public ::testing::Test {
 protected:
-    FakeOllamaServer server;
+    FakeHttpServer server;
     OllamaClient client;
     Collected collected;
     ProviderConfiguration configuration() const { return { server.baseURL(), u"llama3.2"_qs }; }

@@ -3,7 +3,7 @@
 #include "support/AgentPeers.h"
 #include "support/CliRun.h"
 #include "support/EventLoop.h"
-#include "support/FakeOllamaServer.h"
+#include "support/FakeHttpServer.h"
 #include "support/Printers.h"
 
 #include <QFile>
@@ -80,7 +80,7 @@ TEST(BrindletCli, ASelectionThatIsNotUtf8IsRefused)
 
 TEST(BrindletCli, GenerateStreamsPreviewsAndPrintsTheTrimmedResult)
 {
-    FakeOllamaServer server;
+    FakeHttpServer server;
     server.setHandler([](const RecordedRequest& request) {
         if (request.path == "/api/tags")
             return FakeResponse::json(200, "{\"models\":[{\"name\":\"llama3.2\"},{\"name\":\"Qwen\"}]}");
@@ -99,7 +99,7 @@ TEST(BrindletCli, GenerateStreamsPreviewsAndPrintsTheTrimmedResult)
 
 TEST(BrindletCli, DefaultsComeFromTheSettingsStoreAndFlagsOverrideThem)
 {
-    FakeOllamaServer server;
+    FakeHttpServer server;
     server.respondWith(FakeResponse::stream({ u"Arr, matey"_qs }));
     const Preset pirate { QUuid::createUuid(), u"Pirate"_qs, u"star"_qs, u"Talk like a pirate."_qs,
         PresetInput::selectionRequired, DeliveryPreference::copy, false };
@@ -150,7 +150,7 @@ TEST(BrindletCli, GenerateThroughTheClaudeWorker)
 // failed is running, and the hint would send the user the wrong way.
 TEST(BrindletCli, GenerateFailureGivesTheProviderWordsAndAFittingHint)
 {
-    FakeOllamaServer server;
+    FakeHttpServer server;
     FakeResponse dropped = FakeResponse::stream({ u"Half"_qs }, {}, false);
     dropped.dropAfterChunks = true;
     const std::tuple<FakeResponse, QString, QByteArray, bool> rows[] = {
@@ -232,7 +232,7 @@ namespace {
 // status asks every provider at once and spends nothing: no prompt reaches Ollama or a program.
 TEST(BrindletCli, StatusReportsEveryProviderWithoutGenerating)
 {
-    FakeOllamaServer server;
+    FakeHttpServer server;
     server.respondWith(FakeResponse::json(200, "{\"models\":[{\"name\":\"qwen\"},{\"name\":\"llama3.2\"}]}"));
     AgentPeers peers({ u"claude"_qs });
     peers.script({ u"read-all"_qs, uR"(out {"loggedIn":true})"_qs });

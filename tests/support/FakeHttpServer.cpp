@@ -1,9 +1,14 @@
-#include "FakeOllamaServer.h"
+#include "FakeHttpServer.h"
 
 #include "domain/JsonWriter.h"
 
+#include <QFile>
 #include <QPointer>
+#include <QProcess>
+#include <QSslConfiguration>
+#include <QSslServer>
 #include <QTcpSocket>
+#include <QTemporaryDir>
 #include <QTimer>
 
 namespace brindlet::test {
@@ -60,31 +65,64 @@ quint16 closedLoopbackPort()
     return probe.serverPort(); // closed when the probe goes
 }
 
-FakeOllamaServer::FakeOllamaServer()
+const TestCertificate& TestCertificate::shared()
 {
-    connect(&server_, &QTcpServer::newConnection, this, [this] { accept(); });
-    if (!server_.listen(QHostAddress::LocalHost, 0))
-        qFatal("fake Ollama server could not listen on 127.0.0.1");
+    static const TestCertificate made = [] {
+        QTemporaryDir dir;
+        const QString key = dir.filePath(u"key.pem"_qs), certificate = dir.filePath(u"cert.pem"_qs);
+        QProcess openssl;
+        openssl.start(u"openssl"_qs,
+            { u"req"_qs, u"-x509"_qs, u"-newkey"_qs, u"ec"_qs, u"-pkeyopt"_qs, u"ec_paramgen_curve:prime256v1"_qs,
+                u"-nodes"_qs, u"-days"_qs, u"2"_qs, u"-subj"_qs, u"/CN=Brindlet test"_qs, u"-addext"_qs,
+                u"subjectAltName=IP:127.0.0.1,DNS:collector.test,DNS:updates.test"_qs, u"-keyout"_qs, key, u"-out"_qs,
+                certificate });
+        if (!openssl.waitForFinished(30'000) || openssl.exitCode() != 0)
+            qFatal("openssl could not make the test certificate: %s", openssl.readAllStandardError().constData());
+        QFile keyFile(key), certificateFile(certificate);
+        if (!keyFile.open(QIODevice::ReadOnly) || !certificateFile.open(QIODevice::ReadOnly))
+            qFatal("the test certificate is unreadable");
+        return TestCertificate { QSslCertificate(certificateFile.readAll()), QSslKey(keyFile.readAll(), QSsl::Ec) };
+    }();
+    return made;
 }
 
-FakeOllamaServer::~FakeOllamaServer()
+FakeHttpServer::FakeHttpServer(bool tls)
 {
-    server_.close();
+    if (tls) {
+        auto secure = std::make_unique<QSslServer>();
+        QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
+        configuration.setLocalCertificate(TestCertificate::shared().certificate);
+        configuration.setPrivateKey(TestCertificate::shared().key);
+        configuration.setPeerVerifyMode(QSslSocket::VerifyNone);
+        secure->setSslConfiguration(configuration);
+        server_ = std::move(secure);
+    } else {
+        server_ = std::make_unique<QTcpServer>();
+    }
+    connect(server_.get(), &QTcpServer::pendingConnectionAvailable, this, [this] { accept(); });
+    if (!server_->listen(QHostAddress::LocalHost, 0))
+        qFatal("the fake HTTP server could not listen on 127.0.0.1");
 }
 
-QString FakeOllamaServer::baseURL() const
+FakeHttpServer::~FakeHttpServer()
 {
-    return QStringLiteral("http://127.0.0.1:%1").arg(port());
+    server_->close();
 }
 
-void FakeOllamaServer::respondWith(FakeResponse response)
+QString FakeHttpServer::baseURL() const
+{
+    const bool tls = dynamic_cast<QSslServer*>(server_.get());
+    return (tls ? u"https"_qs : u"http"_qs) + QStringLiteral("://127.0.0.1:%1").arg(port());
+}
+
+void FakeHttpServer::respondWith(FakeResponse response)
 {
     handler_ = [response](const RecordedRequest&) { return response; };
 }
 
-void FakeOllamaServer::accept()
+void FakeHttpServer::accept()
 {
-    while (QTcpSocket* socket = server_.nextPendingConnection()) {
+    while (QTcpSocket* socket = server_->nextPendingConnection()) {
         ++openConnections_;
         auto* buffer = new QByteArray;
         connect(socket, &QTcpSocket::readyRead, this, [this, socket, buffer] { serve(socket, buffer); });
@@ -96,7 +134,7 @@ void FakeOllamaServer::accept()
     }
 }
 
-void FakeOllamaServer::serve(QTcpSocket* socket, QByteArray* buffer)
+void FakeHttpServer::serve(QTcpSocket* socket, QByteArray* buffer)
 {
     *buffer += socket->readAll();
     const qsizetype headerEnd = buffer->indexOf("\r\n\r\n");
@@ -130,7 +168,7 @@ void FakeOllamaServer::serve(QTcpSocket* socket, QByteArray* buffer)
     writeChunks(socket, std::move(response), 0);
 }
 
-void FakeOllamaServer::writeChunks(QTcpSocket* socket, FakeResponse response, size_t index)
+void FakeHttpServer::writeChunks(QTcpSocket* socket, FakeResponse response, size_t index)
 {
     QPointer<QTcpSocket> guard(socket);
     while (index < response.chunks.size()) {

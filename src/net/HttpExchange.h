@@ -12,8 +12,10 @@
 #include <QAbstractSocket>
 #include <QByteArray>
 #include <QElapsedTimer>
+#include <QList>
 #include <QNetworkReply>
 #include <QPointer>
+#include <QSslCertificate>
 #include <QTimer>
 #include <QUrl>
 
@@ -32,6 +34,13 @@ struct HttpRequest {
     QByteArray body;
     // A request fails with TimeoutError when nothing moves on the connection for this long.
     std::chrono::milliseconds transferTimeout { 120'000 };
+    // Further header lines, sent as given.
+    QList<std::pair<QByteArray, QByteArray>> headers;
+    // Reach this address and port instead of the URL's host, which still names the server in the
+    // Host line and in the certificate check: how a test puts a named server on the loopback.
+    std::optional<std::pair<QString, quint16>> connectTo;
+    // Authorities trusted besides the system's, for https.
+    QList<QSslCertificate> extraCertificateAuthorities;
 };
 
 class HttpExchange {

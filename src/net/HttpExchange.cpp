@@ -4,6 +4,7 @@
 
 #include <QHostAddress>
 #include <QNetworkProxyFactory>
+#include <QSslConfiguration>
 #include <QSslSocket>
 
 namespace brindlet {
@@ -62,6 +63,8 @@ QByteArray requestHead(const HttpRequest& request)
     QByteArray head = request.method + ' ' + target + " HTTP/1.1\r\nHost: " + host + "\r\nConnection: close\r\n";
     if (!request.contentType.isEmpty())
         head += "Content-Type: " + request.contentType + "\r\n";
+    for (const auto& [name, value] : request.headers)
+        head += name + ": " + value + "\r\n";
     if (!request.body.isEmpty() || request.method != "GET")
         head += "Content-Length: " + QByteArray::number(request.body.size()) + "\r\n";
     return head + "\r\n";
@@ -77,7 +80,7 @@ HttpExchange::HttpExchange(HttpRequest request)
     const bool encrypted = request_.url.scheme() == QLatin1String("https");
     QTcpSocket* socket = encrypted ? new QSslSocket : new QTcpSocket;
     socket_ = socket;
-    socket->setProxy(proxyFor(request_.url));
+    socket->setProxy(request_.connectTo ? QNetworkProxy(QNetworkProxy::NoProxy) : proxyFor(request_.url));
     idleTimer_.setSingleShot(true);
     idleTimer_.setInterval(request_.transferTimeout);
     // Re-arming a timer at every read costs more than the read; the timer checks instead, when
@@ -105,12 +108,19 @@ HttpExchange::HttpExchange(HttpRequest request)
     });
     sinceActivity_.start();
     idleTimer_.start();
-    const quint16 defaultPort = encrypted ? 443 : 80;
-    if (encrypted)
-        static_cast<QSslSocket*>(socket)->connectToHostEncrypted(
-            request_.url.host(), quint16(request_.url.port(defaultPort)));
-    else
-        socket->connectToHost(request_.url.host(), quint16(request_.url.port(defaultPort)));
+    const auto [host, port] = request_.connectTo.value_or(
+        std::pair { request_.url.host(), quint16(request_.url.port(encrypted ? 443 : 80)) });
+    if (encrypted) {
+        auto* ssl = static_cast<QSslSocket*>(socket);
+        if (!request_.extraCertificateAuthorities.isEmpty()) {
+            QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
+            configuration.addCaCertificates(request_.extraCertificateAuthorities);
+            ssl->setSslConfiguration(configuration);
+        }
+        ssl->connectToHostEncrypted(host, port, request_.url.host());
+    } else {
+        socket->connectToHost(host, port);
+    }
 }
 
 HttpExchange::~HttpExchange()

@@ -1,18 +1,22 @@
 #pragma once
 
-// A small HTTP server on 127.0.0.1 that speaks the Ollama interface as the tests script it:
-// chunked newline-delimited JSON with controllable timing, error statuses, bad JSON, streams
-// without a `done` line, connections dropped mid-stream or left hanging.
+// A small HTTP server on 127.0.0.1, plain or over TLS, that answers as the tests script it: the
+// Ollama interface (chunked newline-delimited JSON with controllable timing, error statuses, bad JSON, streams
+// without a `done` line, connections dropped mid-stream or left hanging), an analytics collector,
+// an update feed.
 
 #include <QByteArray>
 #include <QList>
 #include <QMap>
 #include <QObject>
+#include <QSslCertificate>
+#include <QSslKey>
 #include <QTcpServer>
 #include <QUrl>
 
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <vector>
 
 class QTcpSocket;
@@ -50,15 +54,24 @@ struct FakeResponse {
 // A loopback port that nothing listens on, for connection failures.
 quint16 closedLoopbackPort();
 
-class FakeOllamaServer : public QObject {
+// A certificate for 127.0.0.1 and the names "collector.test" and "updates.test", made once per
+// process with the openssl program; a test trusts it as an authority of its own.
+struct TestCertificate {
+    QSslCertificate certificate;
+    QSslKey key;
+    static const TestCertificate& shared();
+};
+
+class FakeHttpServer : public QObject {
 public:
     using Handler = std::function<FakeResponse(const RecordedRequest&)>;
 
-    FakeOllamaServer();
-    ~FakeOllamaServer() override;
+    // Over TLS with the shared test certificate when tls is set.
+    explicit FakeHttpServer(bool tls = false);
+    ~FakeHttpServer() override;
 
     QString baseURL() const;
-    quint16 port() const { return server_.serverPort(); }
+    quint16 port() const { return server_->serverPort(); }
 
     void setHandler(Handler handler) { handler_ = std::move(handler); }
     // Convenience: the same answer for every request.
@@ -76,7 +89,7 @@ private:
     void serve(QTcpSocket* socket, QByteArray* buffer);
     void writeChunks(QTcpSocket* socket, FakeResponse response, size_t index);
 
-    QTcpServer server_;
+    std::unique_ptr<QTcpServer> server_;
     Handler handler_;
     std::function<void(size_t)> chunkWritten_;
     QList<RecordedRequest> requests_;
