@@ -1,7 +1,7 @@
 // brindlet: the application. A tray program on the Linux desktop with the Quick HUD, wired to
 // the real backends: X11 and AT-SPI for the desktop, the provider service, the settings file.
 
-#include "NoAnalytics.h"
+#include "ApplicationInformation.h"
 #include "PreferencesView.h"
 #include "PresetLibraryView.h"
 #include "QuickHUDPanel.h"
@@ -9,6 +9,8 @@
 #include "SettingsWindow.h"
 #include "SingleInstance.h"
 #include "WorkspaceWindow.h"
+#include "analytics/AnalyticsClient.h"
+#include "analytics/HttpsAnalyticsTransport.h"
 #include "core/AppModel.h"
 #include "core/TerminationGate.h"
 #include "platform/linux/LinuxDesktop.h"
@@ -142,7 +144,9 @@ int main(int argc, char** argv)
         &desktop.pasteboard(), &desktop.x11() });
     AIProviderService providers;
     X11HotKeys hotKeys;
-    NoAnalytics analytics;
+    const QVariantMap information = applicationInformation();
+    AnalyticsClient analytics(defaults, makeAnalyticsTransport(information), AnalyticsAppIdentity::current(information),
+        &QDateTime::currentDateTimeUtc, &desktop.log());
     AppModel model({ &settings, &desktop.accessibility(), &selection, &providers, &hotKeys, &analytics,
         &desktop.pasteboard(), &desktop.x11(), nullptr });
     SessionView session(model);

@@ -46,6 +46,13 @@ protected:
     }
     ~EndToEnd() override
     {
+        // Nothing the user selected, asked for or got back reaches an event or the log.
+        EXPECT_EQ(analytics.foreignWireStrings(), QStringList());
+        EXPECT_EQ(analytics.outOfVocabulary, QStringList());
+        for (const auto& line : desktop.logLines) {
+            for (const char* text : { "libary", "library", "spelling" })
+                EXPECT_FALSE(line.message.contains(QLatin1String(text))) << line.message.toStdString();
+        }
         model.reset();
         cancelAllTasks();
         drainEvents();

@@ -38,6 +38,7 @@ struct AppModelHarness {
     ~AppModelHarness()
     {
         EXPECT_EQ(analytics.outOfVocabulary, QStringList());
+        EXPECT_EQ(analytics.foreignWireStrings(), QStringList());
         model.reset();
         cancelAllTasks();
         drainEvents();

@@ -6,10 +6,11 @@
 // every call, in order, so that tests can assert on what the model asked of the world.
 
 #include "EventLoop.h"
-#include "analytics/AnalyticsTracking.h"
+#include "analytics/AnalyticsClient.h"
 #include "platform/AccessibilityServing.h"
 #include "providers/AIProviding.h"
 #include "selection/SelectionServing.h"
+#include "settings/InMemoryDefaultsStore.h"
 #include "shortcuts/GlobalHotKeyManaging.h"
 #include "tasks/Completion.h"
 #include "windows/WindowCoordinating.h"
@@ -144,6 +145,8 @@ public:
     void unregisterAll() override { ++unregistrations; }
 };
 
+// Writes down every event the model records and hands it on to a real client, enabled, whose
+// transport keeps each body it would send: every model test thereby checks the wire too.
 class RecordingAnalytics final : public AnalyticsTracking {
 public:
     struct Event {
@@ -152,21 +155,16 @@ public:
     };
     std::vector<Event> events;
     std::vector<bool> starts;
+    std::vector<bool> enabledChanges;
+    // Every word recorded outside the closed vocabulary, as "EVENT: word".
+    QStringList outOfVocabulary;
+
+    RecordingAnalytics();
+    ~RecordingAnalytics() override;
 
     // Recorded at the call, not when the task runs, so order is the order of the calls.
-    Task<void> start(bool enabled) override
-    {
-        starts.push_back(enabled);
-        return finishedTask();
-    }
-    std::vector<bool> enabledChanges;
-    Task<void> setEnabled(bool value) override
-    {
-        enabledChanges.push_back(value);
-        return finishedTask();
-    }
-    // Every word recorded outside the closed vocabulary, as "dimension=word".
-    QStringList outOfVocabulary;
+    Task<void> start(bool enabled) override;
+    Task<void> setEnabled(bool value) override;
     Task<void> record(AnalyticsEventType type, AnalyticsDimensions dimensions) override;
     QStringList typeNames() const
     {
@@ -175,6 +173,16 @@ public:
             names << wireName(event.type);
         return names;
     }
+    // Every string in the bodies sent so far that is not an identifier, a time, the build's
+    // identity or a word of the closed vocabularies: text of any kind would show here.
+    QStringList foreignWireStrings() const;
+    qsizetype sentBodies() const;
+
+private:
+    class KeepingTransport;
+    InMemoryDefaultsStore defaults_;
+    KeepingTransport* transport_;
+    std::unique_ptr<AnalyticsClient> client_;
 };
 
 class RecordingWindows final : public WindowCoordinating {
