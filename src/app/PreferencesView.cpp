@@ -210,11 +210,6 @@ QString PreferencesView::statusText() const
     return model_.statusText();
 }
 
-QString PreferencesView::version() const
-{
-    return QCoreApplication::applicationVersion();
-}
-
 int PreferencesView::section() const
 {
     return int(model_.settingsSection());

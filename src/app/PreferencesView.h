@@ -42,7 +42,6 @@ class PreferencesView : public QObject {
     Q_PROPERTY(int onboardingStep READ onboardingStep WRITE setOnboardingStep NOTIFY changed)
     Q_PROPERTY(bool hasCompletedOnboarding READ hasCompletedOnboarding NOTIFY changed)
     Q_PROPERTY(QString statusText READ statusText NOTIFY changed)
-    Q_PROPERTY(QString version READ version CONSTANT)
     // The settings window's visible section: general, AI or presets.
     Q_PROPERTY(int section READ section WRITE setSection NOTIFY changed)
     // What went wrong when a sign-in could not be opened, if anything.
@@ -79,7 +78,6 @@ public:
     void setOnboardingStep(int step);
     bool hasCompletedOnboarding() const;
     QString statusText() const;
-    QString version() const;
     QString signInMessage() const { return signInMessage_; }
     int section() const;
     void setSection(int index);

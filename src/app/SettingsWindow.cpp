@@ -5,13 +5,16 @@
 #include "PreferencesView.h"
 #include "PresetLibraryView.h"
 #include "SessionView.h"
+#include "updates/AppUpdateController.h"
 
 namespace brindlet {
 
-SettingsWindow::SettingsWindow(SessionView& session, PreferencesView& preferences, PresetLibraryView& presets)
+SettingsWindow::SettingsWindow(
+    SessionView& session, PreferencesView& preferences, PresetLibraryView& presets, AppUpdateController& updates)
     : session_(session)
     , preferences_(preferences)
     , presets_(presets)
+    , updates_(updates)
 {
 }
 
@@ -21,7 +24,7 @@ void SettingsWindow::open()
         view_ = makeAppWindow(QStringLiteral("Brindlet Settings"), QSize(760, 620), QSize(680, 520),
             QStringLiteral("Settings.qml"),
             { { QStringLiteral("library"), &presets_ }, { QStringLiteral("prefs"), &preferences_ },
-                { QStringLiteral("session"), &session_ } });
+                { QStringLiteral("session"), &session_ }, { QStringLiteral("updates"), &updates_ } });
     }
     view_->show();
     view_->raise();

@@ -1,6 +1,7 @@
 #pragma once
 
-// The settings window: general behaviour and shortcuts, the providers, and the preset library.
+// The settings window: general behaviour, shortcuts and updates, the providers, and the preset
+// library.
 
 #include <QQuickView>
 
@@ -8,13 +9,15 @@
 
 namespace brindlet {
 
+class AppUpdateController;
 class PreferencesView;
 class PresetLibraryView;
 class SessionView;
 
 class SettingsWindow {
 public:
-    SettingsWindow(SessionView& session, PreferencesView& preferences, PresetLibraryView& presets);
+    SettingsWindow(
+        SessionView& session, PreferencesView& preferences, PresetLibraryView& presets, AppUpdateController& updates);
 
     void open();
     void close();
@@ -23,6 +26,7 @@ private:
     SessionView& session_;
     PreferencesView& preferences_;
     PresetLibraryView& presets_;
+    AppUpdateController& updates_;
     std::unique_ptr<QQuickView> view_;
 };
 

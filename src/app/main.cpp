@@ -22,6 +22,7 @@
 #include "settings/JsonFileDefaultsStore.h"
 #include "settings/SettingsStore.h"
 #include "tasks/Runtime.h"
+#include "updates/AppUpdateController.h"
 
 #include <QApplication>
 #include <QFileInfo>
@@ -95,9 +96,14 @@ QString menuTitle(const QString& name, const std::optional<HotKeyShortcut>& shor
     return name + QStringLiteral("  ") + (shortcut ? shortcut->displayText() : QStringLiteral("Off"));
 }
 
-} // namespace
+Task<void> runNow(std::function<void()> step)
+{
+    step();
+    co_return;
+}
 
-int main(int argc, char** argv)
+// The application, to its end; relaunch names the program that takes its place after an update.
+int runBrindlet(int argc, char** argv, std::optional<QString>& relaunch)
 {
     if (const QString problem = LinuxDesktop::problemBeforeStart(); !problem.isEmpty()) {
         say(stderr, QStringLiteral("brindlet: ") + problem);
@@ -153,7 +159,9 @@ int main(int argc, char** argv)
     PreferencesView preferences(model, settings);
     WorkspaceWindow workspace(session, preferences);
     PresetLibraryView presetLibrary(settings);
-    SettingsWindow settingsWindow(session, preferences, presetLibrary);
+    AppUpdateController updates(
+        information, UpdaterStart::decide, Installation::of(QCoreApplication::applicationFilePath()), defaults);
+    SettingsWindow settingsWindow(session, preferences, presetLibrary, updates);
     model.setSettingsOpener([&settingsWindow] { settingsWindow.open(); });
     QuickHUDPanel panel(model, session, workspace, settingsWindow);
     model.setWindows(&panel);
@@ -178,6 +186,12 @@ int main(int argc, char** argv)
             model.scheduleBubbleRecheck();
     });
     TerminationGate gate(settings, putAway);
+    // An update's relaunch puts the windows away first and is told apart from a quit.
+    updates.prepareForInstallAndRelaunch = [putAway] { return runNow(putAway); };
+    updates.authorizeInstallAndRelaunch
+        = [&gate] { gate.setPendingReason(ApplicationTerminationReason::updaterRelaunch); };
+    updates.requestInstallAndRelaunchTermination
+        = [&gate] { gate.quit(ApplicationTerminationReason::updaterRelaunch); };
     app.installEventFilter(&gate);
     QObject::connect(&app, &QGuiApplication::commitDataRequest, &gate,
         [&gate] { gate.setPendingReason(ApplicationTerminationReason::systemPowerOff); });
@@ -207,8 +221,13 @@ int main(int argc, char** argv)
         quickCommand, &QAction::triggered, &model, [&model] { model.presentQuickHUD(QuickHUDTrigger::menuBar); });
     QObject::connect(quickFix, &QAction::triggered, &model, [&model] { model.startQuickFix(); });
     QObject::connect(openSettings, &QAction::triggered, &model, [&model] { model.openSettingsWindow(); });
-    // Updates have no controller yet: the check is answered with a beep.
-    QObject::connect(checkForUpdates, &QAction::triggered, &app, [] { QApplication::beep(); });
+    // The check's outcome shows in the settings' Updates section; a build without updates beeps.
+    QObject::connect(checkForUpdates, &QAction::triggered, &model, [&updates, &model] {
+        if (updates.checkForUpdates())
+            model.openSettingsWindow();
+        else
+            QApplication::beep();
+    });
     QObject::connect(
         quit, &QAction::triggered, &gate, [&gate] { gate.quit(ApplicationTerminationReason::explicitComplete); });
     QSystemTrayIcon tray(brindletMark());
@@ -216,6 +235,10 @@ int main(int argc, char** argv)
     tray.setContextMenu(&menu);
     if (QSystemTrayIcon::isSystemTrayAvailable())
         tray.show();
+    if (Updater* updater = updates.updater())
+        QObject::connect(updater, &Updater::updateFound, &tray, [&tray](const QString& version) {
+            tray.showMessage(QStringLiteral("Brindlet"), QStringLiteral("Brindlet %1 is available.").arg(version));
+        });
     else
         say(stderr,
             QStringLiteral("This desktop has no system tray: start brindlet again to open its window. Its shortcuts "
@@ -233,5 +256,23 @@ int main(int argc, char** argv)
     cancelAllTasks();
     finishAllTasks(std::chrono::seconds(2));
     ChildProcesses::shared().endAll(ManagedCLIProcess::killDelay);
+    if (updates.updater())
+        relaunch = updates.updater()->relaunchExecutable();
+    return code;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    std::optional<QString> relaunch;
+    const int code = runBrindlet(argc, argv, relaunch);
+    // The updated program takes this process's place once everything of the old one has ended.
+    if (relaunch) {
+        QByteArray path = relaunch->toLocal8Bit();
+        char* const arguments[] = { path.data(), nullptr };
+        ::execv(path.constData(), arguments);
+        say(stderr, QStringLiteral("brindlet: the updated Brindlet could not be started: ") + *relaunch);
+    }
     return code;
 }

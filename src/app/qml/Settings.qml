@@ -183,10 +183,40 @@ Page {
                 }
 
                 Label { text: "Updates"; font.bold: true; topPadding: 8 }
-                Switch { text: "Automatically check for updates"; enabled: false }
-                Label { text: "Release builds require the Brindlet update signing key before updates can start."; font.pixelSize: 11 }
-                Button { text: "Check Now"; enabled: false }
-                Label { text: "Updates unavailable in this build · Version " + prefs.version; font.pixelSize: 11 }
+                Switch {
+                    text: "Automatically check for updates"
+                    enabled: updates.isConfigured && updates.updater !== null
+                    checked: updates.updater !== null && updates.updater.automaticallyChecksForUpdates
+                    onToggled: if (updates.updater) updates.updater.automaticallyChecksForUpdates = checked
+                }
+                Label {
+                    text: updates.isConfigured ? "Brindlet checks its signed website feed and asks before installing an update."
+                                               : "Release builds require the Brindlet update signing key before updates can start."
+                    font.pixelSize: 11
+                }
+                RowLayout {
+                    Button {
+                        text: "Check Now"
+                        enabled: updates.updater !== null && updates.updater.canCheckForUpdates
+                        onClicked: updates.checkForUpdates()
+                    }
+                    Button {
+                        text: "Install and Relaunch"
+                        visible: updates.updater !== null && updates.updater.canInstall
+                        onClicked: updates.updater.installUpdate()
+                    }
+                }
+                Label {
+                    visible: updates.updater !== null && updates.updater.status.length > 0
+                    text: updates.updater ? updates.updater.status : ""
+                    wrapMode: Text.WordWrap
+                    Layout.fillWidth: true
+                }
+                Label {
+                    text: (updates.isConfigured ? "Automatic updates enabled" : "Updates unavailable in this build")
+                          + " · Version " + updates.currentVersion
+                    font.pixelSize: 11
+                }
             }
         }
 

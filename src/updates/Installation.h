@@ -1,0 +1,26 @@
+#pragma once
+
+#include <QByteArray>
+#include <QDir>
+#include <QString>
+
+namespace brindlet {
+
+// Where the running Brindlet lives, and whether an update may replace it: only an installation
+// the user unpacked in their own home folder is. One from the system's package manager belongs to
+// that manager and is never touched.
+struct Installation {
+    QString root; // the prefix, with bin/brindlet inside
+    bool userLocal = false;
+
+    // The installation of the executable at executablePath (root is the folder above its bin/).
+    static Installation of(const QString& executablePath, const QString& home = QDir::homePath());
+    QString executable() const { return root + QStringLiteral("/bin/brindlet"); }
+};
+
+// Unpacks a .tar.gz archive of a whole installation beside root, checks that it holds
+// bin/brindlet, and swaps it in; the old tree is removed only once the new one is in place. On
+// any failure the installation is left as it was, and an UpdateError says why.
+void installArchive(const Installation& installation, const QByteArray& archive);
+
+} // namespace brindlet
