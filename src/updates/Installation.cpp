@@ -15,7 +15,8 @@ Installation Installation::of(const QString& executablePath, const QString& home
     const QString homeRoot = QFileInfo(home).canonicalFilePath();
     const QFileInfo parent(QFileInfo(root).absolutePath());
     const bool inHome = !homeRoot.isEmpty() && homeRoot != u"/" && root.startsWith(homeRoot + u'/');
-    return { root, inHome && QFileInfo(root).isWritable() && parent.isWritable() };
+    const bool ownFolder = QFileInfo::exists(root + u'/' + QLatin1String(markerName));
+    return { root, inHome && ownFolder && QFileInfo(root).isWritable() && parent.isWritable() };
 }
 
 void installArchive(const Installation& installation, const QByteArray& archive)
@@ -34,8 +35,9 @@ void installArchive(const Installation& installation, const QByteArray& archive)
     tar.closeWriteChannel();
     if (!tar.waitForFinished(120'000) || tar.exitStatus() != QProcess::NormalExit || tar.exitCode() != 0)
         throw UpdateError(QStringLiteral("The update archive could not be unpacked."));
-    if (!QFileInfo(staging.path() + QStringLiteral("/bin/brindlet")).isExecutable())
-        throw UpdateError(QStringLiteral("The update archive does not hold Brindlet."));
+    if (!QFileInfo(staging.path() + QStringLiteral("/bin/brindlet")).isExecutable()
+        || !QFileInfo::exists(staging.path() + u'/' + QLatin1String(Installation::markerName)))
+        throw UpdateError(QStringLiteral("The update archive does not hold a Brindlet release."));
 
     const QString previous = staging.path() + QStringLiteral(".previous");
     QDir dir;

@@ -14,6 +14,7 @@ namespace brindlet {
 namespace {
 
 const QString automaticChecksKey = QStringLiteral("SUEnableAutomaticChecks");
+const QString lastCheckKey = QStringLiteral("SULastCheckTime");
 constexpr qint64 feedLimit = 1024 * 1024;
 constexpr std::chrono::hours checkInterval { 24 };
 
@@ -35,8 +36,10 @@ Updater::Updater(Setup setup, DefaultsStoring& defaults, UpdaterDelegate& delega
 
 Updater::~Updater()
 {
-    if (running_)
-        running_->cancel();
+    for (const auto& task : { running_, automaticChecks_ }) {
+        if (task)
+            task->cancel();
+    }
 }
 
 bool Updater::automaticallyChecksForUpdates() const
@@ -53,12 +56,28 @@ void Updater::setAutomaticallyChecksForUpdates(bool value)
 
 void Updater::scheduleAutomaticChecks()
 {
+    if (automaticChecks_)
+        automaticChecks_->cancel();
     automaticChecks_.reset();
     if (automaticallyChecksForUpdates())
-        automaticChecks_ = std::make_unique<RepeatingTimer>(checkInterval, std::chrono::minutes(30), [this] {
-            if (!busy_)
-                checkForUpdates();
-        });
+        automaticChecks_ = spawn(checkPeriodically(this));
+}
+
+// Once a day, counted from the last check even across restarts; never in the first minute.
+Task<void> Updater::checkPeriodically(QPointer<Updater> self)
+{
+    while (self) {
+        const auto last = self->defaults_.stringForKey(lastCheckKey);
+        const QDateTime lastCheck = QDateTime::fromString(last.value_or(QString()), Qt::ISODate);
+        const qint64 dueIn = lastCheck.isValid()
+            ? QDateTime::currentDateTimeUtc().secsTo(lastCheck.addSecs(std::chrono::seconds(checkInterval).count()))
+            : 0;
+        co_await sleepFor(std::max(std::chrono::seconds(dueIn), std::chrono::seconds(60)));
+        if (!self)
+            co_return;
+        if (!self->busy_)
+            co_await self->check();
+    }
 }
 
 void Updater::setStatus(QString status)
@@ -106,6 +125,7 @@ Task<void> Updater::check()
 {
     busy_ = true;
     available_.reset();
+    defaults_.setObject(DefaultsValue(QDateTime::currentDateTimeUtc().toString(Qt::ISODate)), lastCheckKey);
     setStatus(QStringLiteral("Checking for updates…"));
     QString outcome;
     try {

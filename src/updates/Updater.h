@@ -10,6 +10,7 @@
 #include "tasks/Runtime.h"
 
 #include <QObject>
+#include <QPointer>
 #include <QSslCertificate>
 #include <QUrl>
 
@@ -77,6 +78,7 @@ private:
     Task<QByteArray> fetch(const QUrl& url, qint64 limit, const QString& failure);
     void setStatus(QString status);
     void scheduleAutomaticChecks();
+    static Task<void> checkPeriodically(QPointer<Updater> self);
 
     Setup setup_;
     DefaultsStoring& defaults_;
@@ -85,7 +87,7 @@ private:
     QString status_;
     std::optional<UpdateRelease> available_;
     std::optional<QString> relaunch_;
-    std::unique_ptr<RepeatingTimer> automaticChecks_;
+    std::optional<TaskHandle> automaticChecks_;
     std::optional<TaskHandle> running_;
 };
 

@@ -228,8 +228,8 @@ TEST(AnalyticsWire, TheBodyKeepsWireOrderLeavesUnsetWordsOutAndTheQueueReadsBack
     const AnalyticsAppIdentity identity { u"1.2.0"_qs, u"7"_qs, u"12"_qs, u"arm64"_qs };
     AnalyticsEvent bare = event;
     bare.dimensions = {};
-    const QByteArray body = encodeAnalyticsBody(
-        { AnalyticsEventRequest::from(event, u"i"_qs, identity), AnalyticsEventRequest::from(bare, u"i"_qs, identity) });
+    const QByteArray body = encodeAnalyticsBody({ AnalyticsEventRequest::from(event, u"i"_qs, identity),
+        AnalyticsEventRequest::from(bare, u"i"_qs, identity) });
     EXPECT_TRUE(body.startsWith(
         R"({"events":[{"eventId":"0f8fad5b-d9cb-469f-a165-70867728950e","installId":"i",)"
         R"("sessionId":"7d444840-9dc0-11d1-b245-5ffdce74fad2","eventType":"DELIVERY_COMPLETED",)"

@@ -87,11 +87,15 @@ TEST(UpdateController, TheRelaunchWaitsForThePreparationAndIsAuthorisedBeforeItR
     EXPECT_EQ(steps, (QStringList { u"prepare"_qs, u"authorize"_qs, u"relaunch"_qs, u"terminate"_qs }));
 }
 
-TEST(Installation, OnlyAWritableTreeInTheHomeFolderIsUserLocal)
+TEST(Installation, OnlyAMarkedWritableTreeInTheHomeFolderIsUserLocal)
 {
     QTemporaryDir home;
     QDir(home.path()).mkpath(u"opt/brindlet/bin"_qs);
+    QDir(home.path()).mkpath(u".local/bin"_qs);
+    QFile(home.filePath(u"opt/brindlet/brindlet.installation"_qs)).open(QIODevice::WriteOnly);
     EXPECT_TRUE(Installation::of(home.filePath(u"opt/brindlet/bin/brindlet"_qs), home.path()).userLocal);
+    EXPECT_FALSE(Installation::of(home.filePath(u".local/bin/brindlet"_qs), home.path()).userLocal)
+        << "a shared prefix is never swapped away";
     EXPECT_FALSE(Installation::of(u"/usr/bin/brindlet"_qs, home.path()).userLocal);
     EXPECT_FALSE(
         Installation::of(home.filePath(u"opt/brindlet/bin/brindlet"_qs), home.filePath(u"elsewhere"_qs)).userLocal);
@@ -150,6 +154,7 @@ struct UpdateServer : ::testing::Test {
     static void writeTree(const QString& path, const QByteArray& program)
     {
         QDir(path).mkpath(u"bin"_qs);
+        QFile(path + u"/brindlet.installation"_qs).open(QIODevice::WriteOnly);
         QFile file(path + u"/bin/brindlet"_qs);
         ASSERT_TRUE(file.open(QIODevice::WriteOnly));
         file.write(program);
