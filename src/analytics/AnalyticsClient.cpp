@@ -4,6 +4,8 @@
 #include "settings/DefaultsStoring.h"
 #include "tasks/Cancellation.h"
 
+#include <QSet>
+
 namespace brindlet {
 
 namespace {
@@ -156,9 +158,12 @@ Task<void> AnalyticsClient::flush()
     while (!pending_.isEmpty()) {
         const QString install = installID();
         QList<AnalyticsEventRequest> batch;
-        for (const AnalyticsEvent& event : pending_.first(std::min(batchSize, pending_.size())))
+        QSet<QUuid> sent;
+        for (const AnalyticsEvent& event : pending_.first(std::min(batchSize, pending_.size()))) {
             batch.append(AnalyticsEventRequest::from(event, install, identity_));
-        bool sent = true;
+            sent.insert(event.id);
+        }
+        bool accepted = true;
         try {
             // Events recorded during the wait queue up behind this batch.
             co_await transport_->send(std::move(batch));
@@ -166,9 +171,9 @@ Task<void> AnalyticsClient::flush()
             isFlushing_ = false;
             throw;
         } catch (...) {
-            sent = false;
+            accepted = false;
         }
-        if (!sent) {
+        if (!accepted) {
             // The whole batch stays queued and goes again with the same event ids.
             if (log_)
                 log_->log(SystemLogging::Level::debug, QStringLiteral("Analytics"),
@@ -177,7 +182,9 @@ Task<void> AnalyticsClient::flush()
             isFlushing_ = false;
             co_return;
         }
-        pending_.remove(0, std::min(batchSize, pending_.size()));
+        // By id, not by position: during the wait the cap may have dropped events from the front,
+        // or an opt-out and opt-in may have replaced the queue.
+        pending_.removeIf([&](const AnalyticsEvent& event) { return sent.contains(event.id); });
         persistPending();
     }
     cancelRetry();

@@ -160,16 +160,18 @@ TEST_F(ClientFixture, OptingOutForgetsEverythingAndSendsNothingMoreEvenMidFlush)
     const QString oldInstall = transport->attempts.back()[0].installId;
     record(AnalyticsEventType::presetCreated); // queued behind the batch on its way
     run(client->setEnabled(false));
-    transport->held->resolve(true);
-    drainEvents();
     record(AnalyticsEventType::workspaceOpened);
-    EXPECT_EQ(transport->attempts.size(), 2u) << "nothing goes out after opt-out";
     for (const QString& key : allKeys)
         EXPECT_FALSE(defaults.objectForKey(key)) << key.toStdString();
 
+    // On again before the old batch is answered: the new installation's events still go out,
+    // and nothing queued before the opt-out does.
     run(client->setEnabled(true));
+    transport->held->resolve(true);
+    ASSERT_TRUE(runUntil([&] { return transport->attempts.size() == 3 && !client->isFlushing(); }));
     EXPECT_EQ(transport->types(2), (QStringList { u"FIRST_LAUNCH"_qs, u"APP_LAUNCHED"_qs }));
     EXPECT_NE(transport->attempts[2][0].installId, oldInstall) << "a new anonymous installation";
+    EXPECT_TRUE(client->pending().isEmpty());
 }
 
 TEST_F(ClientFixture, ActiveUseMarksEachUtcDayOnceBeforeTheEventThatCausedIt)

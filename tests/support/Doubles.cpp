@@ -123,11 +123,6 @@ Task<void> RecordingAnalytics::record(AnalyticsEventType type, AnalyticsDimensio
     return client_->record(type, std::move(dimensions));
 }
 
-qsizetype RecordingAnalytics::sentBodies() const
-{
-    return transport_->bodies.size();
-}
-
 QStringList RecordingAnalytics::foreignWireStrings() const
 {
     static const QRegularExpression uuid(u"^[0-9a-f]{8}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{12}$"_qs);

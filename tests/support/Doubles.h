@@ -176,7 +176,6 @@ public:
     // Every string in the bodies sent so far that is not an identifier, a time, the build's
     // identity or a word of the closed vocabularies: text of any kind would show here.
     QStringList foreignWireStrings() const;
-    qsizetype sentBodies() const;
 
 private:
     class KeepingTransport;

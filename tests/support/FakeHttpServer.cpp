@@ -179,8 +179,6 @@ void FakeHttpServer::writeChunks(QTcpSocket* socket, FakeResponse response, size
             QTimer::singleShot(chunk.delay, this, [this, guard, rest, index] {
                 if (guard && guard->state() == QAbstractSocket::ConnectedState)
                     writeChunks(guard, rest, index);
-                else
-                    ++droppedByClient_;
             });
             return;
         }

@@ -82,7 +82,6 @@ public:
 
     const QList<RecordedRequest>& requests() const { return requests_; }
     int openConnections() const { return openConnections_; }
-    int droppedByClient() const { return droppedByClient_; }
 
 private:
     void accept();
@@ -94,7 +93,6 @@ private:
     std::function<void(size_t)> chunkWritten_;
     QList<RecordedRequest> requests_;
     int openConnections_ = 0;
-    int droppedByClient_ = 0;
 };
 
 } // namespace brindlet::test

@@ -61,6 +61,7 @@ TEST(UpdateController, StartsOnlyWhenAskedOrConfiguredOutsideATestHost)
     qunsetenv("XCTestConfigurationFilePath");
     const AppUpdateController bare({}, UpdaterStart::doNotStart, {}, defaults);
     EXPECT_EQ(bare.currentVersion(), u"Unknown"_qs);
+    drainEvents(); // the started updaters' daily checks unwind
 }
 
 TEST(UpdateController, TheRelaunchWaitsForThePreparationAndIsAuthorisedBeforeItRuns)
