@@ -4,6 +4,7 @@
 
 #include <QHostAddress>
 #include <QNetworkProxyFactory>
+#include <QScopeGuard>
 #include <QSslConfiguration>
 #include <QSslSocket>
 
@@ -222,26 +223,30 @@ bool HttpExchange::parseBody()
         remaining_ -= take;
         return remaining_ == 0;
     }
+    // The framing is read through an offset and the buffer trimmed once, rather than at every
+    // chunk: a read can hold thousands of small chunks.
+    qsizetype at = 0;
+    const auto consumed = qScopeGuard([&] { raw_.remove(0, at); });
     for (;;) {
         if (inChunkData_) {
-            const qsizetype take = qMin<qsizetype>(remaining_, raw_.size());
-            body_.append(raw_.constData(), take);
-            raw_.remove(0, take);
+            const qsizetype take = qMin<qsizetype>(remaining_, raw_.size() - at);
+            body_.append(raw_.constData() + at, take);
+            at += take;
             remaining_ -= take;
-            if (remaining_ > 0 || raw_.size() < 2)
+            if (remaining_ > 0 || raw_.size() - at < 2)
                 return false;
-            if (!raw_.startsWith("\r\n")) {
+            if (raw_[at] != '\r' || raw_[at + 1] != '\n') {
                 fail(QNetworkReply::ProtocolFailure, malformedReply);
                 return false;
             }
-            raw_.remove(0, 2);
+            at += 2;
             inChunkData_ = false;
         }
-        const qsizetype lineEnd = raw_.indexOf("\r\n");
+        const qsizetype lineEnd = raw_.indexOf("\r\n", at);
         if (lineEnd < 0)
             return false;
-        QByteArray sizeText = raw_.left(lineEnd);
-        raw_.remove(0, lineEnd + 2);
+        QByteArrayView sizeText(raw_.constData() + at, lineEnd - at);
+        at = lineEnd + 2;
         if (const qsizetype extension = sizeText.indexOf(';'); extension >= 0)
             sizeText.truncate(extension);
         bool valid = false;
