@@ -251,7 +251,10 @@ QByteArray JsonFileDefaultsStore::serialize(const QHash<QString, DefaultsValue>&
             it = encoded.insert(key, { value, encodeValue(value) });
         out += "    ";
         JsonWriter::appendString(out, key);
-        out += ": " + it->second + (key == keys.last() ? "\n" : ",\n");
+        // Appended piece by piece: a builder expression copies a blob byte by byte.
+        out += ": ";
+        out += it->second;
+        out += key == keys.last() ? "\n" : ",\n";
     }
     for (auto it = encoded.begin(); it != encoded.end();)
         it = values.contains(it.key()) ? std::next(it) : encoded.erase(it);
