@@ -60,6 +60,7 @@ Task<void> AnalyticsClient::start(bool enabled)
     }
     prunePending();
     enqueueLaunch();
+    commitStaged();
     co_await flush();
 }
 
@@ -75,6 +76,7 @@ Task<void> AnalyticsClient::setEnabled(bool value)
     }
     // After an off and on this is a new anonymous installation, with a first launch of its own.
     enqueueLaunch();
+    commitStaged();
     co_await flush();
 }
 
@@ -85,6 +87,7 @@ Task<void> AnalyticsClient::record(AnalyticsEventType type, AnalyticsDimensions 
     if (marksActivity(type))
         markDailyActive();
     enqueue(type, std::move(dimensions));
+    commitStaged();
     co_await flush();
 }
 
@@ -92,7 +95,7 @@ void AnalyticsClient::enqueueLaunch()
 {
     if (booleanValue(defaults_.objectForKey(firstLaunchKey)) != true) {
         enqueue(AnalyticsEventType::firstLaunch);
-        defaults_.setBool(true, firstLaunchKey);
+        stage(firstLaunchKey, DefaultsValue(true));
     }
     enqueue(AnalyticsEventType::appLaunched);
 }
@@ -104,7 +107,7 @@ void AnalyticsClient::markDailyActive()
     const QString day = QString::asprintf("%04d-%02d-%02d", today.year(), today.month(), today.day());
     if (defaults_.stringForKey(activeDayKey) == day)
         return;
-    defaults_.setObject(DefaultsValue(day), activeDayKey);
+    stage(activeDayKey, DefaultsValue(day));
     enqueue(AnalyticsEventType::dailyActive);
 }
 
@@ -116,19 +119,34 @@ void AnalyticsClient::enqueue(AnalyticsEventType type, AnalyticsDimensions dimen
     persistPending();
 }
 
+void AnalyticsClient::stage(const QString& key, std::optional<DefaultsValue> value)
+{
+    staged_.insert(key, std::move(value));
+}
+
+void AnalyticsClient::commitStaged()
+{
+    if (staged_.isEmpty())
+        return;
+    QList<DefaultsChange> changes;
+    for (auto it = staged_.begin(); it != staged_.end(); ++it)
+        changes.append({ it.key(), it.value() });
+    staged_.clear();
+    defaults_.apply(changes);
+}
+
 void AnalyticsClient::persistPending()
 {
-    if (pending_.isEmpty())
-        defaults_.setObject(std::nullopt, pendingKey);
-    else
-        defaults_.setObject(DefaultsValue(encodeAnalyticsQueue(pending_)), pendingKey);
+    stage(pendingKey, pending_.isEmpty() ? std::nullopt : std::optional(DefaultsValue(encodeAnalyticsQueue(pending_))));
 }
 
 void AnalyticsClient::prunePending()
 {
     const QDateTime cutoff = now_().addSecs(-ageLimitSeconds);
-    pending_.removeIf([&](const AnalyticsEvent& event) { return event.occurredAt < cutoff; });
-    persistPending();
+    // An unchanged queue is not written again: every caller writes it next anyway, or it is
+    // already stored as it stands.
+    if (pending_.removeIf([&](const AnalyticsEvent& event) { return event.occurredAt < cutoff; }) > 0)
+        persistPending();
 }
 
 QString AnalyticsClient::installID()
@@ -138,15 +156,17 @@ QString AnalyticsClient::installID()
             return uuidText(uuid);
     }
     const QString made = uuidText(QUuid::createUuid());
-    defaults_.setObject(DefaultsValue(made), installIDKey);
+    stage(installIDKey, DefaultsValue(made));
+    commitStaged();
     return made;
 }
 
 void AnalyticsClient::clearAll()
 {
     pending_.clear();
-    defaults_.apply({ { pendingKey, std::nullopt }, { installIDKey, std::nullopt }, { firstLaunchKey, std::nullopt },
-        { activeDayKey, std::nullopt } });
+    for (const QString& key : { pendingKey, installIDKey, firstLaunchKey, activeDayKey })
+        stage(key, std::nullopt);
+    commitStaged();
 }
 
 Task<void> AnalyticsClient::flush()
@@ -163,6 +183,7 @@ Task<void> AnalyticsClient::flush()
             batch.append(AnalyticsEventRequest::from(event, install, identity_));
             sent.insert(event.id);
         }
+        commitStaged();
         bool accepted = true;
         try {
             // Events recorded during the wait queue up behind this batch.
@@ -187,6 +208,7 @@ Task<void> AnalyticsClient::flush()
         pending_.removeIf([&](const AnalyticsEvent& event) { return sent.contains(event.id); });
         persistPending();
     }
+    commitStaged();
     cancelRetry();
     retryDelay_ = firstRetryDelay;
     isFlushing_ = false;

@@ -8,7 +8,10 @@
 #include "AnalyticsTransporting.h"
 #include "tasks/Runtime.h"
 
+#include "settings/DefaultsStoring.h"
+
 #include <QDateTime>
+#include <QMap>
 
 #include <chrono>
 #include <functional>
@@ -16,7 +19,6 @@
 
 namespace brindlet {
 
-class DefaultsStoring;
 class SystemLogging;
 
 class AnalyticsClient final : public AnalyticsTracking {
@@ -51,6 +53,10 @@ private:
     void enqueue(AnalyticsEventType type, AnalyticsDimensions dimensions = {});
     void enqueueLaunch();
     void markDailyActive();
+    // Changes to the store are staged and written together, once per operation and before each
+    // wait: the store rewrites its whole file, on the main thread, at every write.
+    void stage(const QString& key, std::optional<DefaultsValue> value);
+    void commitStaged();
     void persistPending();
     void prunePending();
     void clearAll();
@@ -70,6 +76,7 @@ private:
     std::optional<TaskHandle> retryTask_;
     std::chrono::seconds retryDelay_ = firstRetryDelay;
     // What the retry task holds instead of the client, which may go first.
+    QMap<QString, std::optional<DefaultsValue>> staged_;
     std::shared_ptr<AnalyticsClient*> self_ = std::make_shared<AnalyticsClient*>(this);
 };
 

@@ -118,6 +118,11 @@ TEST_F(ClientFixture, ABacklogGoesOutInBatchesOf50WithTheInstallIdentifierOfTheD
     EXPECT_EQ(transport->attempts[0][0].installId, transport->attempts[2][20].installId);
     EXPECT_TRUE(client->pending().isEmpty());
     EXPECT_FALSE(defaults.objectForKey(pendingKey)) << "an empty queue removes its key";
+
+    // The store rewrites its file at every write: an event costs one, its delivery one more.
+    const int before = defaults.writes();
+    record(AnalyticsEventType::generationCompleted);
+    EXPECT_EQ(defaults.writes() - before, 2);
 }
 
 TEST_F(ClientFixture, RefusedBatchesStayAndAreRetriedWithDoublingDelaysUntilTheServerRecovers)
