@@ -126,6 +126,10 @@ void AnalyticsClient::stage(const QString& key, std::optional<DefaultsValue> val
 
 void AnalyticsClient::commitStaged()
 {
+    if (queueChanged_) // encoded once, however many times it changed
+        stage(pendingKey,
+            pending_.isEmpty() ? std::nullopt : std::optional(DefaultsValue(encodeAnalyticsQueue(pending_))));
+    queueChanged_ = false;
     if (staged_.isEmpty())
         return;
     QList<DefaultsChange> changes;
@@ -137,7 +141,7 @@ void AnalyticsClient::commitStaged()
 
 void AnalyticsClient::persistPending()
 {
-    stage(pendingKey, pending_.isEmpty() ? std::nullopt : std::optional(DefaultsValue(encodeAnalyticsQueue(pending_))));
+    queueChanged_ = true;
 }
 
 void AnalyticsClient::prunePending()

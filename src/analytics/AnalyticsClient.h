@@ -77,6 +77,7 @@ private:
     std::chrono::seconds retryDelay_ = firstRetryDelay;
     // What the retry task holds instead of the client, which may go first.
     QMap<QString, std::optional<DefaultsValue>> staged_;
+    bool queueChanged_ = false;
     std::shared_ptr<AnalyticsClient*> self_ = std::make_shared<AnalyticsClient*>(this);
 };
 
