@@ -235,14 +235,15 @@ int runBrindlet(int argc, char** argv, std::optional<QString>& relaunch)
     tray.setContextMenu(&menu);
     if (QSystemTrayIcon::isSystemTrayAvailable())
         tray.show();
-    if (Updater* updater = updates.updater())
-        QObject::connect(updater, &Updater::updateFound, &tray, [&tray](const QString& version) {
-            tray.showMessage(QStringLiteral("Brindlet"), QStringLiteral("Brindlet %1 is available.").arg(version));
-        });
     else
         say(stderr,
             QStringLiteral("This desktop has no system tray: start brindlet again to open its window. Its shortcuts "
                            "work, and brindlet --quit ends it."));
+    if (Updater* updater = updates.updater()) {
+        QObject::connect(updater, &Updater::updateFound, &tray, [&tray](const QString& version) {
+            tray.showMessage(QStringLiteral("Brindlet"), QStringLiteral("Brindlet %1 is available.").arg(version));
+        });
+    }
 
     quitOnSignals(gate);
     model.start();
