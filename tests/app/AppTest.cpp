@@ -163,6 +163,8 @@ TEST_F(Application, FirstRunThroughOnboardingLandsInAWorkingQuickFix)
     AppUnderTest firstRun(ollama.baseURL(), true);
     ASSERT_TRUE(firstRun.start());
     ASSERT_TRUE(runUntil([] { return keyboardGoesTo("Brindlet"); }, 10s));
+    // Without a tray, the way back to the window is told once.
+    EXPECT_TRUE(firstRun.errors().contains("This desktop has no system tray: start brindlet again"));
     const auto setUp = [&] {
         JsonFileDefaultsStore stored(firstRun.configFile(u"Brindlet/defaults.json"_qs));
         return SettingsStore(stored).hasCompletedOnboarding();
@@ -268,6 +270,8 @@ TEST_F(Application, TheTrayMenuOpensTheWorkspaceAndQuitsCompletely)
         },
         20s));
     ASSERT_TRUE(app.start());
+    runUntil([] { return false; }, 200ms);
+    EXPECT_FALSE(app.errors().contains("no system tray")) << "there is one";
     const auto small = [](const QRect& place) { return place.width() < 50; };
     const auto large = [](const QRect& place) { return place.width() > 500; };
     std::optional<QRect> icon;

@@ -5,6 +5,8 @@
 
 #include <QStandardPaths>
 
+#include <cstdio>
+
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 
@@ -16,6 +18,12 @@ AppUnderTest::AppUnderTest()
 {
     QObject::connect(
         &process_, &QProcess::readyReadStandardOutput, [this] { output_ += process_.readAllStandardOutput(); });
+    // Its complaints are kept for the test and shown as the test's diagnosis.
+    QObject::connect(&process_, &QProcess::readyReadStandardError, [this] {
+        const QByteArray text = process_.readAllStandardError();
+        errors_ += text;
+        std::fwrite(text.constData(), 1, size_t(text.size()), stderr);
+    });
 }
 
 AppUnderTest::AppUnderTest(const QString& ollamaURL, bool firstRun)
@@ -54,7 +62,6 @@ QProcessEnvironment AppUnderTest::environment() const
 bool AppUnderTest::start()
 {
     process_.setProcessEnvironment(environment());
-    process_.setProcessChannelMode(QProcess::ForwardedErrorChannel); // its complaints are the test's diagnosis
     process_.start(QStringLiteral(BRINDLET_APP_PATH));
     return process_.waitForStarted()
         && runUntil([&] { return output_.contains("Brindlet is running."); }, std::chrono::seconds(20));

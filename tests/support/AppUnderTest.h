@@ -31,6 +31,8 @@ public:
     // brindlet-cli with the same settings; returns what it printed.
     QByteArray cli(const QStringList& arguments) const;
     QProcess& process() { return process_; }
+    // What it has written to its standard error so far.
+    const QByteArray& errors() const { return errors_; }
 
 private:
     QProcessEnvironment environment() const;
@@ -38,6 +40,7 @@ private:
     std::optional<QTemporaryDir> configHome_;
     QProcess process_;
     QByteArray output_;
+    QByteArray errors_;
 };
 
 // A window on screen with this title, and where: found from the root down, since the window
