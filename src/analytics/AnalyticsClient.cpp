@@ -53,15 +53,7 @@ AnalyticsClient::~AnalyticsClient()
 
 Task<void> AnalyticsClient::start(bool enabled)
 {
-    enabled_ = enabled;
-    if (!enabled) {
-        clearAll();
-        co_return;
-    }
-    prunePending();
-    enqueueLaunch();
-    commitStaged();
-    co_await flush();
+    return begin(enabled, true);
 }
 
 Task<void> AnalyticsClient::setEnabled(bool value)
@@ -69,12 +61,19 @@ Task<void> AnalyticsClient::setEnabled(bool value)
     if (value == enabled_)
         co_return;
     cancelRetry();
-    enabled_ = value;
-    if (!value) {
+    // After an off and on this is a new anonymous installation, with a first launch of its own.
+    co_await begin(value, false);
+}
+
+Task<void> AnalyticsClient::begin(bool enabled, bool prune)
+{
+    enabled_ = enabled;
+    if (!enabled) {
         clearAll();
         co_return;
     }
-    // After an off and on this is a new anonymous installation, with a first launch of its own.
+    if (prune)
+        prunePending();
     enqueueLaunch();
     commitStaged();
     co_await flush();

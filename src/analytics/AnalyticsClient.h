@@ -50,6 +50,8 @@ public:
     QString installID();
 
 private:
+    // Switches on or off; on, queues the launch events and delivers. A start also prunes.
+    Task<void> begin(bool enabled, bool prune);
     void enqueue(AnalyticsEventType type, AnalyticsDimensions dimensions = {});
     void enqueueLaunch();
     void markDailyActive();
