@@ -1,10 +1,36 @@
 #include "OllamaStreamChunk.h"
 
+#include <array>
+
 namespace brindlet {
 
 namespace {
 
 constexpr int maxDepth = 1024; // as deep as Qt's own JSON reader goes
+
+// Bytes that stand for themselves inside a string: not the quote, the backslash or a control.
+constexpr auto plainStringBytes = [] {
+    std::array<bool, 256> table {};
+    for (int byte = 0x20; byte < 256; ++byte)
+        table[size_t(byte)] = byte != '"' && byte != '\\';
+    return table;
+}();
+
+// Short fixed words compared in place: a library call per member name or literal cost more than
+// the rest of the line's reading.
+bool sameBytes(const char* text, QByteArrayView word)
+{
+    for (qsizetype i = 0; i < word.size(); ++i) {
+        if (text[i] != word[i])
+            return false;
+    }
+    return true;
+}
+
+bool is(QByteArrayView name, QByteArrayView word)
+{
+    return name.size() == word.size() && sameBytes(name.data(), word);
+}
 
 // A cursor over JSON text. Every reader returns false on anything RFC 8259 does not allow.
 class JsonReader {
@@ -36,7 +62,7 @@ public:
     bool literal(QByteArrayView word)
     {
         skipSpace();
-        if (end_ - p_ < word.size() || QByteArrayView(p_, word.size()) != word)
+        if (end_ - p_ < word.size() || !sameBytes(p_, word))
             return false;
         p_ += word.size();
         return true;
@@ -48,9 +74,7 @@ public:
         if (!peek('"'))
             return false;
         const char* start = p_ + 1;
-        const char* stop = start;
-        while (stop != end_ && *stop != '"' && *stop != '\\' && static_cast<unsigned char>(*stop) >= 0x20)
-            ++stop;
+        const char* stop = plainRunFrom(start);
         if (stop != end_ && *stop == '"') {
             *out = QByteArrayView(start, stop - start);
             p_ = stop + 1;
@@ -70,8 +94,7 @@ public:
         if (!take('"'))
             return false;
         const char* start = p_;
-        while (p_ != end_ && *p_ != '"' && *p_ != '\\' && static_cast<unsigned char>(*p_) >= 0x20)
-            ++p_;
+        p_ = plainRunFrom(p_);
         if (p_ != end_ && *p_ == '"') { // the common case: nothing to unescape
             if (out)
                 *out = QString::fromUtf8(start, p_ - start);
@@ -85,8 +108,7 @@ public:
                 return false;
             if (c != '\\') {
                 const char* run = p_ - 1;
-                while (p_ != end_ && *p_ != '"' && *p_ != '\\' && static_cast<unsigned char>(*p_) >= 0x20)
-                    ++p_;
+                p_ = plainRunFrom(p_);
                 decoded += QString::fromUtf8(run, p_ - run);
                 continue;
             }
@@ -182,6 +204,12 @@ public:
     }
 
 private:
+    const char* plainRunFrom(const char* p) const
+    {
+        while (p != end_ && plainStringBytes[static_cast<unsigned char>(*p)])
+            ++p;
+        return p;
+    }
     void skipSpace()
     {
         while (p_ != end_ && (*p_ == ' ' || *p_ == '\t' || *p_ == '\n' || *p_ == '\r'))
@@ -208,12 +236,13 @@ std::optional<OllamaStreamChunk> parseOllamaStreamChunk(QByteArrayView line)
     OllamaStreamChunk chunk;
     // A name given twice counts with its last value, as in any JSON object.
     auto readMember = [&](QByteArrayView name) {
-        if (name == "response" || name == "error") {
-            QString& target = name == "response" ? chunk.response : chunk.error;
+        const bool isResponse = is(name, "response");
+        if (isResponse || is(name, "error")) {
+            QString& target = isResponse ? chunk.response : chunk.error;
             target.clear();
             return reader.literal("null") || reader.string(&target);
         }
-        if (name == "done") {
+        if (is(name, "done")) {
             chunk.done = reader.literal("true");
             return chunk.done || reader.literal("false") || reader.literal("null");
         }
