@@ -134,7 +134,19 @@ private:
 
 namespace detail {
 // Awaitables that never suspend but need to see the current task's cancellation.
+// The state is only looked at between await_suspend and await_resume, while the awaiting
+// coroutine's promise holds it: no reference is taken, which a stream's every line would pay for.
 struct CancellationProbe {
+    const CancellationState* state = nullptr;
+    bool await_ready() const noexcept { return false; }
+    template <HasCancellation P> bool await_suspend(std::coroutine_handle<P> h) noexcept
+    {
+        state = h.promise().cancellation.get();
+        return false;
+    }
+};
+// The same, for an awaitable whose result keeps the state beyond the await.
+struct CancellationReference {
     std::shared_ptr<CancellationState> state;
     bool await_ready() const noexcept { return false; }
     template <HasCancellation P> bool await_suspend(std::coroutine_handle<P> h) noexcept
@@ -171,7 +183,7 @@ inline auto isTaskCancelled()
 // the guard lives (at once if it already is).
 template <class F> auto onCancellation(F handler)
 {
-    struct Awaiter : detail::CancellationProbe {
+    struct Awaiter : detail::CancellationReference {
         F handler;
         CancellationHandler await_resume() { return CancellationHandler(state, std::move(handler)); }
     };
