@@ -229,21 +229,4 @@ TEST(GuardedDeliveryCancellation, BeforeTheWriteLeavesEverythingUntouched)
     EXPECT_EQ(s.field->writes, 0);
 }
 
-TEST(GuardedDeliveryLog, NamesProcessesAndStatusesOnly)
-{
-    DeliveryScene s;
-    s.field->writeBehaviour = simulated::SimElement::WriteBehaviour::refuses;
-    s.deliver(u"world"_qs, replace);
-    QStringList lines;
-    for (const auto& line : s.desktop.logLines) {
-        EXPECT_FALSE(line.message.contains(u"world"_qs) || line.message.contains(u"wrld"_qs));
-        lines << line.message;
-    }
-    EXPECT_TRUE(lines.contains(u"Starting guarded delivery pid=501 preference=replace"_qs));
-    EXPECT_TRUE(lines.contains(u"Direct AX delivery pid=501 status=-25204"_qs));
-    EXPECT_TRUE(lines.contains(u"Posted guarded paste shortcut pid=501"_qs));
-    EXPECT_TRUE(lines.contains(u"Guarded paste verified pid=501"_qs));
-    EXPECT_EQ(s.desktop.postedKeyEvents, (QStringList { u"down pid=501"_qs, u"up pid=501"_qs }));
-}
-
 } // namespace

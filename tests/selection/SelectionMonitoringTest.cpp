@@ -1,19 +1,15 @@
 #include "support/DesktopScenes.h"
-#include "support/EventLoop.h"
-#include "support/ManualTimerSource.h"
 #include "support/Printers.h"
 
 #include <gtest/gtest.h>
 
 using namespace brindlet;
 using namespace brindlet::test;
-using namespace std::chrono_literals;
 
 namespace {
 
 class Monitoring : public ::testing::Test {
 protected:
-    ManualTimerSource clock;
     DesktopScene scene;
     SimElementPtr field = scene.editor(u"The quick brown fox"_qs, { 4, 5 });
     std::vector<std::optional<QString>> reports; // the text of each report, nullopt for "gone"
@@ -22,11 +18,6 @@ protected:
     {
         scene.service.setOnSelectionChanged(
             [this](std::optional<SelectionSnapshot> s) { reports.push_back(s ? s->text : std::nullopt); });
-    }
-    ~Monitoring() override
-    {
-        cancelAllTasks();
-        drainEvents();
     }
     void tick() { scene.service.monitoringTick(); }
 };
@@ -95,31 +86,6 @@ TEST_F(Monitoring, NothingHappensWhileThisApplicationIsActive)
     field->selection = { 4, 5 };
     tick(); // back on the selection reported before: nothing new
     EXPECT_EQ(reports.size(), 1u);
-}
-
-TEST_F(Monitoring, LogsLengthsNeverText)
-{
-    tick();
-    ASSERT_EQ(scene.desktop.logLines.size(), 1u);
-    EXPECT_EQ(scene.desktop.logLines[0].category, u"SelectionCapture"_qs);
-    EXPECT_EQ(scene.desktop.logLines[0].message, u"Observed selection metadata pid=501 length=5"_qs);
-}
-
-TEST_F(Monitoring, TheLoopTicksEvery380msFromStart)
-{
-    scene.service.startMonitoring();
-    scene.service.startMonitoring(); // idempotent
-    drainEvents();
-    clock.advance(379ms);
-    drainEvents();
-    EXPECT_TRUE(reports.empty());
-    clock.advance(1ms);
-    drainEvents();
-    EXPECT_EQ(reports.size(), 1u);
-    field->selection = { 10, 5 };
-    clock.advance(380ms);
-    drainEvents();
-    EXPECT_EQ(reports.size(), 2u);
 }
 
 } // namespace
