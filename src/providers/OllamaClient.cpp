@@ -96,14 +96,13 @@ Task<QString> OllamaClient::generate(
         }
         if (!line->isValidUtf8())
             throw ProviderError::unavailable(QStringLiteral("Ollama returned an invalid streaming response."));
-        const auto parsed = parseOllamaStreamChunk(*line);
+        const auto parsed = parseOllamaStreamChunk(*line, accumulated);
         if (!parsed)
             throwDecodingError();
         const OllamaStreamChunk& chunk = *parsed;
         if (!chunk.error.isEmpty())
             throw ProviderError::unavailable(chunk.error);
-        accumulated += chunk.response;
-        if (!chunk.response.isEmpty() && onPartialText)
+        if (chunk.responseLength > 0 && onPartialText)
             co_await onPartialText(accumulated);
         if (chunk.done)
             break;

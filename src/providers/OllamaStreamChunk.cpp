@@ -1,5 +1,7 @@
 #include "OllamaStreamChunk.h"
 
+#include <QStringDecoder>
+
 #include <array>
 
 namespace brindlet {
@@ -25,6 +27,17 @@ bool sameBytes(const char* text, QByteArrayView word)
             return false;
     }
     return true;
+}
+
+// Decoded in place at the end of text, with no string of its own in between: a stream's lines
+// land straight on the text so far.
+void appendUtf8(QString& text, const char* bytes, qsizetype size)
+{
+    const qsizetype before = text.size();
+    text.resize(before + size); // never fewer UTF-8 bytes than UTF-16 units
+    QStringDecoder decoder(QStringDecoder::Utf8);
+    const QChar* end = decoder.appendToBuffer(text.data() + before, QByteArrayView(bytes, size));
+    text.truncate(end - text.constData());
 }
 
 bool is(QByteArrayView name, QByteArrayView word)
@@ -88,7 +101,7 @@ public:
         return true;
     }
 
-    // A string, decoded into out when out is given.
+    // A string, decoded onto the end of out when out is given.
     bool string(QString* out)
     {
         if (!take('"'))
@@ -97,11 +110,13 @@ public:
         p_ = plainRunFrom(p_);
         if (p_ != end_ && *p_ == '"') { // the common case: nothing to unescape
             if (out)
-                *out = QString::fromUtf8(start, p_ - start);
+                appendUtf8(*out, start, p_ - start);
             ++p_;
             return true;
         }
-        QString decoded = QString::fromUtf8(start, p_ - start);
+        QString scratch;
+        QString& decoded = out ? *out : scratch;
+        appendUtf8(decoded, start, p_ - start);
         while (p_ != end_ && *p_ != '"') {
             const char c = *p_++;
             if (static_cast<unsigned char>(c) < 0x20)
@@ -109,7 +124,7 @@ public:
             if (c != '\\') {
                 const char* run = p_ - 1;
                 p_ = plainRunFrom(p_);
-                decoded += QString::fromUtf8(run, p_ - run);
+                appendUtf8(decoded, run, p_ - run);
                 continue;
             }
             if (p_ == end_)
@@ -140,8 +155,6 @@ public:
         if (p_ == end_)
             return false;
         ++p_;
-        if (out)
-            *out = std::move(decoded);
         return true;
     }
 
@@ -230,16 +243,17 @@ private:
 
 } // namespace
 
-std::optional<OllamaStreamChunk> parseOllamaStreamChunk(QByteArrayView line)
+std::optional<OllamaStreamChunk> parseOllamaStreamChunk(QByteArrayView line, QString& text)
 {
     JsonReader reader(line);
     OllamaStreamChunk chunk;
+    const qsizetype before = text.size();
     // A name given twice counts with its last value, as in any JSON object.
     auto readMember = [&](QByteArrayView name) {
         const bool isResponse = is(name, "response");
         if (isResponse || is(name, "error")) {
-            QString& target = isResponse ? chunk.response : chunk.error;
-            target.clear();
+            QString& target = isResponse ? text : chunk.error;
+            target.truncate(isResponse ? before : 0);
             return reader.literal("null") || reader.string(&target);
         }
         if (is(name, "done")) {
@@ -248,8 +262,11 @@ std::optional<OllamaStreamChunk> parseOllamaStreamChunk(QByteArrayView line)
         }
         return reader.skipValue(1);
     };
-    if (!reader.take('{') || !reader.members(readMember) || !reader.atEnd())
+    if (!reader.take('{') || !reader.members(readMember) || !reader.atEnd()) {
+        text.truncate(before);
         return std::nullopt;
+    }
+    chunk.responseLength = text.size() - before;
     return chunk;
 }
 

@@ -343,8 +343,15 @@ TEST(OllamaStreamChunk, IsStrictJson)
         { "{\"deep\":" + QByteArray(1100, '[') + QByteArray(1100, ']') + "}", std::nullopt },
     };
     for (const auto& [line, response] : cases) {
-        const auto chunk = parseOllamaStreamChunk(line);
-        EXPECT_EQ(chunk ? std::optional(chunk->response) : std::nullopt, response) << line.toStdString();
+        QString text = u"so far "_qs; // what the line's response is appended to
+        const auto chunk = parseOllamaStreamChunk(line, text);
+        EXPECT_EQ(chunk ? std::optional(text) : std::nullopt,
+            response ? std::optional(u"so far "_qs + *response) : std::nullopt)
+            << line.toStdString();
+        if (!chunk)
+            EXPECT_EQ(text, u"so far "_qs) << line.toStdString();
+        else
+            EXPECT_EQ(chunk->responseLength, response->size()) << line.toStdString();
     }
 }
 
