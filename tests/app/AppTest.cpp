@@ -173,6 +173,8 @@ TEST_F(Application, FirstRunThroughOnboardingLandsInAWorkingQuickFix)
     });
     TestEditor editor(TestEditor::Kind::gtkEntry, u"Their here."_qs, { { 0, 11 } });
     ASSERT_TRUE(editor.waitUntilReady());
+    // As for every other start here: the editor has had the keyboard before Brindlet opens.
+    ASSERT_TRUE(runUntil([] { return keyboardGoesTo("Editor"); }, 10s));
     AppUnderTest firstRun(ollama.baseURL(), true);
     ASSERT_TRUE(firstRun.start());
     ASSERT_TRUE(runUntil([] { return keyboardGoesTo("Brindlet"); }, 10s));
