@@ -356,7 +356,9 @@ TEST_F(Application, APresetIsMadeFoundUsedAndDeletedByKeys)
     pressChord({ XK_Control_L, XK_Shift_L, XK_Tab }); // back from General to Presets
     pause();
     typeText(u"shout"_qs);
+    pause(); // the list makes its filtered rows at its next frame; a key before that finds no row
     pressChord({ XK_Down });
+    pause();
     pressChord({ XK_Delete });
     pause();
     pressChord({ XK_space });
