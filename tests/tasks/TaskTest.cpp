@@ -4,8 +4,6 @@
 #include "tasks/OffMainThread.h"
 #include "tasks/Runtime.h"
 
-#include <QObject>
-#include <QPointer>
 #include <QThread>
 
 #include "support/Printers.h"
@@ -234,33 +232,6 @@ TEST(TaskRuntime, RepeatingTimerTicksUntilDestroyed)
     timer.reset();
     clock.advance(1200ms);
     EXPECT_EQ(ticks, 3);
-}
-
-namespace {
-class Owner : public QObject {
-public:
-    int reports = 0;
-};
-
-Task<void> reportLater(QPointer<Owner> owner, Completion<int> completion, bool* ran)
-{
-    co_await completion.wait();
-    *ran = true;
-    if (owner)
-        ++owner->reports;
-}
-} // namespace
-
-TEST(TaskRuntime, TaskWithDestroyedOwnerReportsNothing)
-{
-    auto* owner = new Owner;
-    Completion<int> completion;
-    bool ran = false;
-    spawn(reportLater(QPointer<Owner>(owner), completion, &ran));
-    ASSERT_TRUE(runUntil([&] { return completion.hasWaiter(); }));
-    delete owner;
-    completion.resolve(1);
-    EXPECT_TRUE(ran); // it ran to its end without touching the dead owner
 }
 
 namespace {
