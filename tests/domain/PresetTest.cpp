@@ -9,22 +9,6 @@
 
 using namespace brindlet;
 
-TEST(Preset, BuiltInsAreTheSixInOrder)
-{
-    QStringList names;
-    for (const Preset& preset : Preset::builtIns()) {
-        names << preset.name;
-        EXPECT_TRUE(preset.isBuiltIn);
-    }
-    EXPECT_EQ(names,
-        (QStringList {
-            u"Write"_qs, u"Summarize"_qs, u"Fix Writing"_qs, u"Rewrite"_qs, u"Explain"_qs, u"Translate"_qs }));
-    EXPECT_EQ(Preset::builtIns()[5].id, Preset::translateID);
-    EXPECT_EQ(Preset::translateID.toString(QUuid::WithoutBraces).toUpper(), u"B68F76DF-68AE-4F88-BC5A-582C8D316006"_qs);
-    EXPECT_EQ(Preset::builtIns()[0].input, PresetInput::newContent);
-    EXPECT_EQ(Preset::builtIns()[1].delivery, DeliveryPreference::copy);
-}
-
 TEST(Preset, EncodesTheSevenKeysInOrderAndRoundTrips)
 {
     const Preset preset = Preset::builtIns()[2];

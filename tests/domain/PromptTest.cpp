@@ -108,14 +108,6 @@ TEST(Prompt, AMegabyteSelectionIsKeptWhole)
     EXPECT_EQ(block, blockLead + u"{\"selected_text\":\""_qs + escaped + u"\"}"_qs);
 }
 
-TEST(Prompt, RegenerationsPileUpTheSuffix)
-{
-    const QString once = assemblePrompt(u"x"_qs, std::nullopt, std::nullopt) + regenerationSuffix();
-    const QString twice = once + regenerationSuffix();
-    EXPECT_TRUE(twice.endsWith(u"\n\nProduce a distinct alternative while following the same request.\n\nProduce a "
-                               u"distinct alternative while following the same request."_qs));
-}
-
 // resolvedDelivery over the whole table: rows are preferences, columns the four snapshot kinds.
 TEST(Prompt, ResolvedDeliveryTable)
 {

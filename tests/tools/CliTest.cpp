@@ -56,10 +56,7 @@ TEST_P(CliRefusals, ExplainAndExitWithUsage)
 }
 
 INSTANTIATE_TEST_SUITE_P(Cli, CliRefusals,
-    ::testing::Values(RefusalCase { "translateWithoutLanguage", { u"prompt"_qs, u"--preset"_qs, u"Translate"_qs },
-                          "Enter the target language, then generate." },
-        RefusalCase { "summarizeWithoutSelection", { u"prompt"_qs, u"--preset"_qs, u"Summarize"_qs },
-            "Select text in another app, then choose this action." },
+    ::testing::Values(
         RefusalCase { "nothingToDo", { u"generate"_qs }, "Describe what you want Brindlet to write or do." },
         RefusalCase { "unknownPreset", { u"prompt"_qs, u"--preset"_qs, u"fix writing"_qs },
             "No preset is named \"fix writing\". Presets: Write, Summarize, Fix Writing" },
