@@ -12,11 +12,8 @@ using enum QuickHUDPhase;
 
 namespace {
 
-class AppModelHUD : public ::testing::Test {
+class AppModelHUD : public ModelTest {
 protected:
-    AppModelHarness h;
-    AppModel& model = *h.model;
-
     // A finished result in review, from a captured selection.
     void reachReview(const QString& result = u"Better text"_qs)
     {

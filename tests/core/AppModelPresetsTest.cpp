@@ -57,11 +57,8 @@ INSTANTIATE_TEST_SUITE_P(Table, PresetLists,
         ListCase { "searchWithoutText", false, u"e"_qs, { u"Write"_qs }, { u"Write"_qs, u"Fresh"_qs } }),
     [](const auto& testCase) { return std::string(testCase.param.name); });
 
-class PresetChoice : public ::testing::Test {
+class PresetChoice : public ModelTest {
 protected:
-    AppModelHarness h;
-    AppModel& model = *h.model;
-
     Preset builtIn(const char* name) { return *Preset::builtIn(QString::fromUtf8(name)); }
 };
 

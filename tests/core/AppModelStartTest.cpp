@@ -10,11 +10,7 @@ using namespace std::chrono_literals;
 
 namespace {
 
-class AppModelStart : public ::testing::Test {
-protected:
-    AppModelHarness h;
-    AppModel& model = *h.model;
-};
+using AppModelStart = ModelTest;
 
 TEST_F(AppModelStart, StartsEveryServiceOnceInOrder)
 {

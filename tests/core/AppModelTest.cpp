@@ -17,11 +17,7 @@ Preset customPreset(PresetInput input, const QString& instruction = u"Do the thi
     return Preset { QUuid::createUuid(), u"Mine"_qs, u"star"_qs, instruction, input, DeliveryPreference::smart, false };
 }
 
-class AppModelGeneration : public ::testing::Test {
-protected:
-    AppModelHarness h;
-    AppModel& model = *h.model;
-};
+using AppModelGeneration = ModelTest;
 
 // ---- refusals before a request exists ----
 

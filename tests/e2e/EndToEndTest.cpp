@@ -1,13 +1,7 @@
 // The real model and selection service over the simulated desktop, with a scripted provider:
 // whole flows from a shortcut to a proven change in the source document.
 
-#include "core/AppModel.h"
-#include "settings/InMemoryDefaultsStore.h"
-#include "settings/SettingsStore.h"
-#include "support/DesktopScenes.h"
-#include "support/Doubles.h"
-#include "support/EventLoop.h"
-#include "support/ManualTimerSource.h"
+#include "support/AppModelHarness.h"
 #include "support/Printers.h"
 
 #include <gtest/gtest.h>
@@ -24,91 +18,70 @@ const PasteboardItem userClipboard { { SimulatedDesktop::plainTextType, "kept sa
 
 class EndToEnd : public ::testing::Test {
 protected:
-    ManualTimerSource clock;
-    DesktopScene scene;
-    SimulatedDesktop& desktop = scene.desktop;
-    InMemoryDefaultsStore defaults;
-    SettingsStore settings { defaults };
-    ScriptedProvider provider;
-    RecordingHotKeys hotKeys;
-    RecordingAnalytics analytics;
-    RecordingWindows windows;
-    std::unique_ptr<AppModel> model;
+    AppModelHarness h { true };
+    AppModel& model = *h.model;
+    SimulatedDesktop& desktop = h.desktop;
     SimElementPtr field;
 
     EndToEnd()
     {
-        model = std::make_unique<AppModel>(AppServices {
-            &settings, &desktop, &scene.service, &provider, &hotKeys, &analytics, &desktop, &desktop, &windows });
-        model->start();
-        field = scene.editor(u"Their going to the libary."_qs, { 0, 26 });
+        model.start();
+        field = h.scene.editor(u"Their going to the libary."_qs, { 0, 26 });
         desktop.writeItems({ userClipboard });
     }
+    // Nothing the user selected, asked for or got back reaches the log (the harness checks events).
     ~EndToEnd() override
     {
-        // Nothing the user selected, asked for or got back reaches an event or the log.
-        EXPECT_EQ(analytics.foreignWireStrings(), QStringList());
-        EXPECT_EQ(analytics.outOfVocabulary, QStringList());
         for (const auto& line : desktop.logLines) {
             for (const char* text : { "libary", "library", "spelling" })
                 EXPECT_FALSE(line.message.contains(QLatin1String(text))) << line.message.toStdString();
         }
-        model.reset();
-        cancelAllTasks();
-        drainEvents();
     }
 
     // The panel takes the keyboard when it shows, as the real one does.
     void press(GlobalHotKeyAction action)
     {
-        hotKeys.onPressed(action);
-        if (model->quickHUDPhase() != bubble) {
+        h.hotKeys.onPressed(action);
+        if (model.quickHUDPhase() != bubble) {
             desktop.bringToFront(desktop.ownProcessID);
             desktop.ownApplicationActive = true;
         }
     }
-    bool waitFor(const std::function<bool()>& condition) { return runVirtually(clock, condition); }
-    std::shared_ptr<ScriptedProvider::Generation> generation(size_t index = 0)
-    {
-        waitFor([&] { return provider.generations.size() > index; });
-        return provider.generations.size() > index ? provider.generations[index] : nullptr;
-    }
+    bool waitFor(const std::function<bool()>& condition) { return runVirtually(h.clock, condition); }
     void expectClipboardKept() { EXPECT_EQ(desktop.items(), QList<PasteboardItem> { userClipboard }); }
     // A command over the captured selection, with its result in review.
     void reachReview()
     {
         press(GlobalHotKeyAction::quickCommand);
-        model->setInstruction(u"fix"_qs);
-        model->generate();
-        generation()->finish(u"They're going to the library."_qs);
-        ASSERT_TRUE(waitFor([&] { return model->quickHUDPhase() == review; }));
+        h.generate(u"fix"_qs)->finish(u"They're going to the library."_qs);
+        ASSERT_TRUE(waitFor([&] { return model.quickHUDPhase() == review; }));
     }
 };
 
 TEST_F(EndToEnd, CommandFromShortcutToVerifiedReplacement)
 {
     press(GlobalHotKeyAction::quickCommand);
-    ASSERT_EQ(model->quickHUDPhase(), compose);
-    EXPECT_EQ(model->workingSourceText(), u"Their going to the libary."_qs);
-    model->setInstruction(u"Fix the spelling"_qs);
-    model->generate();
-    auto g = generation();
+    ASSERT_EQ(model.quickHUDPhase(), compose);
+    EXPECT_EQ(model.workingSourceText(), u"Their going to the libary."_qs);
+    model.setInstruction(u"Fix the spelling"_qs);
+    model.generate();
+    auto g = h.awaitGeneration();
     g->preview(u"They're going"_qs);
-    EXPECT_EQ(model->generationPreview(), u"They're going"_qs);
+    EXPECT_EQ(model.generationPreview(), u"They're going"_qs);
     g->finish(u"They're going to the library."_qs);
-    ASSERT_TRUE(waitFor([&] { return model->quickHUDPhase() == review; }));
-    EXPECT_EQ(model->deliveryLabel(), u"Replace"_qs);
+    ASSERT_TRUE(waitFor([&] { return model.quickHUDPhase() == review; }));
+    EXPECT_EQ(model.deliveryLabel(), u"Replace"_qs);
 
-    model->deliver();
-    EXPECT_EQ(windows.calls.last(), u"resignKeyboard"_qs);
-    EXPECT_EQ(model->statusMessage(), u"Returning to TextEdit…"_qs);
-    ASSERT_TRUE(waitFor([&] { return model->quickHUDPhase() == confirmation; }));
-    EXPECT_EQ(model->statusMessage(), u"Replaced the selected text."_qs);
+    model.deliver();
+    EXPECT_EQ(h.windows.calls.last(), u"resignKeyboard"_qs);
+    EXPECT_EQ(model.statusMessage(), u"Returning to TextEdit…"_qs);
+    ASSERT_TRUE(waitFor([&] { return model.quickHUDPhase() == confirmation; }));
+    EXPECT_EQ(model.statusMessage(), u"Replaced the selected text."_qs);
     EXPECT_EQ(field->value, u"They're going to the library."_qs);
     EXPECT_EQ(field->writes, 1);
     expectClipboardKept();
-    ASSERT_TRUE(waitFor([&] { return model->quickHUDPhase() == bubble; }));
-    EXPECT_EQ(analytics.typeNames().mid(analytics.typeNames().size() - 3),
+    ASSERT_TRUE(waitFor([&] { return model.quickHUDPhase() == bubble; }));
+    EXPECT_EQ(h.analytics.typeNames().mid(h.analytics.typeNames().size() - 3),
         (QStringList { u"GENERATION_STARTED"_qs, u"GENERATION_COMPLETED"_qs, u"DELIVERY_COMPLETED"_qs }));
 }
 
@@ -116,36 +89,36 @@ TEST_F(EndToEnd, QuickFixReplacesInPlace)
 {
     field->writeBehaviour = simulated::SimElement::WriteBehaviour::refuses; // through the guarded paste
     press(GlobalHotKeyAction::quickFix);
-    EXPECT_EQ(model->quickHUDPhase(), quickFixGenerating);
-    generation()->finish(u"They're going to the library."_qs);
-    ASSERT_TRUE(waitFor([&] { return model->quickHUDPhase() == confirmation; }));
-    EXPECT_EQ(model->statusMessage(), u"Fixed in TextEdit"_qs);
+    EXPECT_EQ(model.quickHUDPhase(), quickFixGenerating);
+    h.awaitGeneration()->finish(u"They're going to the library."_qs);
+    ASSERT_TRUE(waitFor([&] { return model.quickHUDPhase() == confirmation; }));
+    EXPECT_EQ(model.statusMessage(), u"Fixed in TextEdit"_qs);
     EXPECT_EQ(field->value, u"They're going to the library."_qs);
     EXPECT_EQ(field->pastes, 1);
     expectClipboardKept();
-    EXPECT_EQ(analytics.typeNames(),
+    EXPECT_EQ(h.analytics.typeNames(),
         (QStringList { u"QUICK_FIX_STARTED"_qs, u"GENERATION_STARTED"_qs, u"GENERATION_COMPLETED"_qs,
             u"DELIVERY_COMPLETED"_qs, u"QUICK_FIX_COMPLETED"_qs }));
-    EXPECT_EQ(analytics.events.back().dimensions.outcome, u"success"_qs);
+    EXPECT_EQ(h.analytics.events.back().dimensions.outcome, u"success"_qs);
 }
 
 TEST_F(EndToEnd, QuickFixOnAChangedSelectionFallsBackToReviewAndCanRetry)
 {
     press(GlobalHotKeyAction::quickFix);
-    auto g = generation();
+    auto g = h.awaitGeneration();
     field->selection = { 0, 5 }; // the user clicked elsewhere while the model was thinking
     g->finish(u"They're going to the library."_qs);
-    ASSERT_TRUE(waitFor([&] { return model->quickHUDPhase() == review; }));
+    ASSERT_TRUE(waitFor([&] { return model.quickHUDPhase() == review; }));
     EXPECT_EQ(
-        model->statusMessage(), u"The original selection or cursor changed. Brindlet did not alter the document."_qs);
+        model.statusMessage(), u"The original selection or cursor changed. Brindlet did not alter the document."_qs);
     EXPECT_EQ(field->value, u"Their going to the libary."_qs);
-    EXPECT_FALSE(model->isQuickFixSession());
-    EXPECT_EQ(analytics.events.back().dimensions.outcome, u"stale_target"_qs);
+    EXPECT_FALSE(model.isQuickFixSession());
+    EXPECT_EQ(h.analytics.events.back().dimensions.outcome, u"stale_target"_qs);
 
     field->selection = { 0, 26 }; // the selection is back: delivering from review works
     desktop.bringToFront(desktop.ownProcessID);
-    model->deliver();
-    ASSERT_TRUE(waitFor([&] { return model->quickHUDPhase() == confirmation; }));
+    model.deliver();
+    ASSERT_TRUE(waitFor([&] { return model.quickHUDPhase() == confirmation; }));
     EXPECT_EQ(field->value, u"They're going to the library."_qs);
 }
 
@@ -162,12 +135,12 @@ TEST_F(EndToEnd, SecondShortcutDuringADeliveryStartsAfreshAndTheOldAnswerChanges
             press(GlobalHotKeyAction::quickCommand);
         });
     };
-    model->deliver();
-    ASSERT_TRUE(waitFor([&] { return !model->isDelivering() && desktop.onClipboardWrite == nullptr; }));
+    model.deliver();
+    ASSERT_TRUE(waitFor([&] { return !model.isDelivering() && desktop.onClipboardWrite == nullptr; }));
     waitFor([] { return false; }); // let every wait of the old delivery run out
-    EXPECT_EQ(model->quickHUDPhase(), compose);
-    EXPECT_FALSE(model->hasResult());
-    EXPECT_FALSE(model->statusMessage());
+    EXPECT_EQ(model.quickHUDPhase(), compose);
+    EXPECT_FALSE(model.hasResult());
+    EXPECT_FALSE(model.statusMessage());
     EXPECT_LE(field->pastes, 1); // changed at most once
     expectClipboardKept();
 }
@@ -178,48 +151,32 @@ TEST_F(EndToEnd, DismissalDuringAPasteRestoresTheClipboardAndReportsNothing)
     reachReview();
     desktop.onClipboardWrite = [this](qint64) {
         desktop.onClipboardWrite = nullptr;
-        timerSource().schedule(50ms, {}, [this] { model->dismissQuickHUD(); });
+        timerSource().schedule(50ms, {}, [this] { model.dismissQuickHUD(); });
     };
-    model->deliver();
+    model.deliver();
     waitFor([] { return false; });
-    EXPECT_EQ(model->quickHUDPhase(), bubble);
-    EXPECT_FALSE(model->isDelivering());
-    EXPECT_FALSE(model->statusMessage());
+    EXPECT_EQ(model.quickHUDPhase(), bubble);
+    EXPECT_FALSE(model.isDelivering());
+    EXPECT_FALSE(model.statusMessage());
     EXPECT_TRUE(
         field->value == u"Their going to the libary."_qs || field->value == u"They're going to the library."_qs);
     expectClipboardKept();
-    EXPECT_EQ(analytics.typeNames().filter(u"DELIVERY"_qs), QStringList());
+    EXPECT_EQ(h.analytics.typeNames().filter(u"DELIVERY"_qs), QStringList());
 }
 
 TEST_F(EndToEnd, SelectionChangedBeforeDeliveryLeavesTheDocumentAlone)
 {
     reachReview();
     field->value = u"Their going to the libary!"_qs; // edited in place: same range, other text
-    model->deliver();
-    ASSERT_TRUE(waitFor([&] { return !model->isDelivering(); }));
-    EXPECT_EQ(model->quickHUDPhase(), review);
+    model.deliver();
+    ASSERT_TRUE(waitFor([&] { return !model.isDelivering(); }));
+    EXPECT_EQ(model.quickHUDPhase(), review);
     EXPECT_EQ(
-        model->statusMessage(), u"The original selection or cursor changed. Brindlet did not alter the document."_qs);
+        model.statusMessage(), u"The original selection or cursor changed. Brindlet did not alter the document."_qs);
     EXPECT_EQ(field->value, u"Their going to the libary!"_qs);
     EXPECT_EQ(field->writes, 0);
-    model->copyResult(); // the result is not lost
+    model.copyResult(); // the result is not lost
     EXPECT_EQ(desktop.clipboardText(), u"They're going to the library."_qs);
-}
-
-TEST_F(EndToEnd, MonitoringFeedsTheBubbleAndNeverItsOwnWindows)
-{
-    waitFor([&] { return model->observedSnapshot().has_value(); });
-    EXPECT_EQ(model->observedSnapshot()->text, u"Their going to the libary."_qs);
-    EXPECT_EQ(windows.calls.last(), u"showSelectionBubble"_qs);
-    model->selectionBubblePressed();
-    EXPECT_EQ(model->quickHUDPhase(), compose);
-    desktop.bringToFront(desktop.ownProcessID);
-    desktop.ownApplicationActive = true;
-    field->selection = { 6, 5 };
-    const auto before = model->observedSnapshot()->id;
-    clock.advance(2s);
-    drainEvents();
-    EXPECT_EQ(model->observedSnapshot()->id, before); // nothing is read while Brindlet is active
 }
 
 } // namespace

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "DesktopScenes.h"
 #include "Doubles.h"
 #include "EventLoop.h"
 #include "ManualTimerSource.h"
-#include "SimulatedDesktop.h"
 #include "core/AppModel.h"
 #include "settings/InMemoryDefaultsStore.h"
 #include "settings/SettingsStore.h"
@@ -15,12 +15,14 @@
 
 namespace brindlet::test {
 
-// A model wired to recording doubles, on a clock the test moves.
+// A model wired to recording doubles, on a clock the test moves. With a real selection service,
+// the model works on the simulated desktop's documents instead of on a recording.
 struct AppModelHarness {
     ManualTimerSource clock;
     InMemoryDefaultsStore defaults;
     SettingsStore settings { defaults };
-    simulated::SimulatedDesktop desktop;
+    DesktopScene scene;
+    SimulatedDesktop& desktop = scene.desktop;
     RecordingSelectionService selection;
     ScriptedProvider provider;
     RecordingHotKeys hotKeys;
@@ -28,10 +30,11 @@ struct AppModelHarness {
     RecordingWindows windows;
     std::unique_ptr<AppModel> model;
 
-    AppModelHarness()
+    explicit AppModelHarness(bool realSelection = false)
     {
+        SelectionServing* service = realSelection ? static_cast<SelectionServing*>(&scene.service) : &selection;
         model = std::make_unique<AppModel>(AppServices {
-            &settings, &desktop, &selection, &provider, &hotKeys, &analytics, &desktop, &desktop, &windows });
+            &settings, &desktop, service, &provider, &hotKeys, &analytics, &desktop, &desktop, &windows });
     }
 
     // Nothing a test started outlives it: cancelled tasks unwind before the doubles go.
@@ -85,6 +88,13 @@ struct AppModelHarness {
         runUntil([&] { return provider.generations.size() > index; });
         return provider.generations.size() > index ? provider.generations[index] : nullptr;
     }
+};
+
+// The fixture of the model's tests.
+class ModelTest : public ::testing::Test {
+protected:
+    AppModelHarness h;
+    AppModel& model = *h.model;
 };
 
 } // namespace brindlet::test
