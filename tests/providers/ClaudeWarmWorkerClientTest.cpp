@@ -1,5 +1,4 @@
 #include "providers/ClaudeWarmWorkerClient.h"
-#include "domain/DescribedError.h"
 #include "providers/AIProviderService.h"
 #include "providers/ProviderError.h"
 #include "support/AgentPeers.h"
@@ -86,14 +85,7 @@ protected:
             return finishedTask();
         };
     }
-    QString outcome(Duration timeout = 10s)
-    {
-        try {
-            return u"ok:"_qs + runTask(client.generate(u"Say \"hi\""_qs, timeout, recorder()), 20s);
-        } catch (...) {
-            return describe(std::current_exception());
-        }
-    }
+    QString outcome() { return runOutcome(client.generate(u"Say \"hi\""_qs, 10s, recorder()), 20s); }
     qint64 workerPID() const { return client.worker() ? client.worker()->processID() : 0; }
 };
 
@@ -137,18 +129,12 @@ TEST_F(ClaudeWorker, OneRequestAtATimeAndCancellationKillsTheWorker)
     peers.script({ u"read-line"_qs, u"hang"_qs });
     runTask(client.prepare());
     const qint64 used = workerPID();
-    bool cancelled = false;
-    auto handle = spawn([](ClaudeWarmWorkerClient* c, PartialTextHandler h, bool* out) -> Task<void> {
-        try {
-            co_await c->generate(u"x"_qs, 60s, h);
-        } catch (const CancellationError&) {
-            *out = true;
-        }
-    }(&client, recorder(), &cancelled));
+    QString first;
+    TaskHandle handle = spawnOutcome(client.generate(u"x"_qs, 60s, recorder()), &first);
     ASSERT_TRUE(runUntil([&] { return !peers.input(used).isEmpty(); }));
     EXPECT_EQ(outcome(), u"Claude is already completing another request."_qs);
     handle.cancel();
-    ASSERT_TRUE(runUntil([&] { return cancelled; }));
+    ASSERT_TRUE(runUntil([&] { return first == u"The operation was cancelled."_qs; }));
     EXPECT_TRUE(runUntil([&] { return AgentPeers::isGone(used); }));
     EXPECT_TRUE(runUntil([&] { return workerPID() != 0 && workerPID() != used; }));
 }
@@ -168,18 +154,14 @@ protected:
         cancelAllTasks();
         drainEvents();
     }
-    QString outcome()
+    Task<QString> generate()
     {
-        PartialTextHandler handler = [this](QString text) {
+        return service.generate(u"Fix"_qs, ProviderKind::claude, {}, [this](QString text) {
             previews << text;
             return finishedTask();
-        };
-        try {
-            return u"ok:"_qs + runTask(service.generate(u"Fix"_qs, ProviderKind::claude, {}, handler), 30s);
-        } catch (...) {
-            return describe(std::current_exception());
-        }
+        });
     }
+    QString outcome() { return runOutcome(generate(), 30s); }
     int oneShotRuns() const
     {
         int runs = 0;
@@ -221,13 +203,7 @@ TEST_F(ClaudeFallback, TimeOutsAreNotRetried)
     ManualTimerSource clock;
     peers.script({ u"if-arg stream-json read-line"_qs, u"hang"_qs });
     QString result;
-    spawn([](AIProviderService* s, QString* out) -> Task<void> {
-        try {
-            co_await s->generate(u"Fix"_qs, ProviderKind::claude, {}, [](QString) { return finishedTask(); });
-        } catch (...) {
-            *out = describe(std::current_exception());
-        }
-    }(&service, &result));
+    spawnOutcome(generate(), &result);
     ASSERT_TRUE(runUntil(
         [&] { return !peers.starts().isEmpty() && !peers.input(peers.starts()[0][u"pid"_qs].toInteger()).isEmpty(); }));
     clock.advance(120s);

@@ -1,4 +1,3 @@
-#include "domain/DescribedError.h"
 #include "providers/AsyncLineReader.h"
 #include "providers/PersistentLineProcess.h"
 #include "providers/ProviderError.h"
@@ -17,33 +16,23 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// What a wait for the next line gave: the line, or the error's words.
-Task<void> awaitLine(AsyncLineReader* reader, Duration timeout, QString* into)
-{
-    try {
-        *into = u"line:"_qs + co_await reader->next(timeout);
-    } catch (...) {
-        *into = describe(std::current_exception());
-    }
-}
-
 TEST(AsyncLineReader, ServesWaitersInOrderThenBufferedLinesThenTheEnd)
 {
     AsyncLineReader reader;
     QString first, second;
-    spawn(awaitLine(&reader, 10s, &first));
-    spawn(awaitLine(&reader, 10s, &second));
+    spawnOutcome(reader.next(10s), &first);
+    spawnOutcome(reader.next(10s), &second);
     drainEvents();
     reader.deliver(u"one"_qs);
     reader.deliver(u"two"_qs);
     reader.deliver(u"three"_qs);
     reader.finish();
-    EXPECT_EQ(first, u"line:one"_qs);
-    EXPECT_EQ(second, u"line:two"_qs);
+    EXPECT_EQ(first, u"ok:one"_qs);
+    EXPECT_EQ(second, u"ok:two"_qs);
     QString third, fourth;
     EXPECT_NO_THROW(third = runTask(reader.next(1s)));
     EXPECT_EQ(third, u"three"_qs); // buffered lines outlive the end of the stream
-    runTask(awaitLine(&reader, 1s, &fourth));
+    fourth = runOutcome(reader.next(1s));
     EXPECT_EQ(fourth, u"The CLI process ended unexpectedly."_qs);
 }
 
@@ -53,7 +42,7 @@ TEST(AsyncLineReader, TimeOutsAreRaisedToATenthOfASecond)
     AsyncLineReader reader;
     for (Duration requested : { Duration(0ms), Duration(-5s) }) {
         QString result;
-        spawn(awaitLine(&reader, requested, &result));
+        spawnOutcome(reader.next(requested), &result);
         drainEvents();
         clock.advance(99ms);
         drainEvents();
@@ -70,14 +59,14 @@ TEST(AsyncLineReader, ACancelledWaitIsNeverServed)
 {
     AsyncLineReader reader;
     QString cancelled, served;
-    auto handle = spawn(awaitLine(&reader, 10s, &cancelled));
+    auto handle = spawnOutcome(reader.next(10s), &cancelled);
     drainEvents();
     handle.cancel();
     ASSERT_TRUE(runUntil([&] { return !cancelled.isEmpty(); }));
-    spawn(awaitLine(&reader, 10s, &served));
+    spawnOutcome(reader.next(10s), &served);
     drainEvents();
     reader.deliver(u"only"_qs);
-    EXPECT_EQ(served, u"line:only"_qs);
+    EXPECT_EQ(served, u"ok:only"_qs);
 }
 
 class LineProcess : public ::testing::Test {
@@ -92,11 +81,10 @@ protected:
     {
         QStringList lines;
         for (;;) {
-            QString line;
-            runTask(awaitLine(&process.reader(), 5s, &line));
-            if (!line.startsWith(u"line:"_qs))
+            const QString line = runOutcome(process.reader().next(5s));
+            if (!line.startsWith(u"ok:"_qs))
                 return lines << line;
-            lines << line.mid(5);
+            lines << line.mid(3);
         }
     }
 };

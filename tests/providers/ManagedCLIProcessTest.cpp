@@ -1,5 +1,4 @@
 #include "providers/ManagedCLIProcess.h"
-#include "domain/DescribedError.h"
 #include "providers/ProviderError.h"
 #include "support/AgentPeers.h"
 #include "support/EventLoop.h"
@@ -23,11 +22,7 @@ CLIInvocation fakeInvocation(const AgentPeers& peers, QStringList arguments = { 
 
 QString outcome(ManagedCLIProcess& process, CLIInvocation invocation, const QString& prompt)
 {
-    try {
-        return u"ok:"_qs + runTask(process.runToCompletion(std::move(invocation), prompt), 10s);
-    } catch (...) {
-        return describe(std::current_exception());
-    }
+    return runOutcome(process.runToCompletion(std::move(invocation), prompt), 10s);
 }
 
 struct RunCase {

@@ -2,7 +2,6 @@
 // the real programs write them, and the same promises for all three: an answer or the
 // program's own reason, a bounded wait, and no process or folder left behind.
 
-#include "domain/DescribedError.h"
 #include "providers/AIProviderService.h"
 #include "providers/ChildProcesses.h"
 #include "providers/ClaudeWarmWorkerClient.h"
@@ -81,11 +80,7 @@ protected:
 
     QString outcome(WarmWorkerClient& c, Duration timeout)
     {
-        try {
-            return u"ok:"_qs + runTask(c.generate(u"Say hi"_qs, timeout, [](QString) { return finishedTask(); }), 20s);
-        } catch (...) {
-            return describe(std::current_exception());
-        }
+        return runOutcome(c.generate(u"Say hi"_qs, timeout, [](QString) { return finishedTask(); }), 20s);
     }
 };
 
@@ -322,12 +317,7 @@ protected:
     ~CodexServer() override { qunsetenv("BRINDLET_SANDBOX_EXEC"); }
     QString outcome(Duration timeout = 5s)
     {
-        try {
-            return u"ok:"_qs
-                + runTask(client.generate(u"Say hi"_qs, timeout, [](QString) { return finishedTask(); }), 20s);
-        } catch (...) {
-            return describe(std::current_exception());
-        }
+        return runOutcome(client.generate(u"Say hi"_qs, timeout, [](QString) { return finishedTask(); }), 20s);
     }
     QList<QJsonObject> sent() const
     {

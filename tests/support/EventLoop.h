@@ -1,5 +1,6 @@
 #pragma once
 
+#include "domain/DescribedError.h"
 #include "tasks/Runtime.h"
 #include "tasks/Task.h"
 
@@ -72,6 +73,32 @@ template <class T> T runTask(Task<T> task, std::chrono::milliseconds timeout = s
         std::rethrow_exception(outcome->error);
     if constexpr (!std::is_void_v<T>)
         return std::move(*outcome->value);
+}
+
+// What a task came to: "ok:" and its text ("ok" for other values), or the words of its error.
+template <class T> Task<QString> outcomeOf(Task<T> task)
+{
+    try {
+        if constexpr (std::is_same_v<T, QString>) {
+            co_return QStringLiteral("ok:") + co_await task;
+        } else {
+            co_await task;
+            co_return QStringLiteral("ok");
+        }
+    } catch (...) {
+        co_return describe(std::current_exception());
+    }
+}
+// The same, run to its end.
+template <class T> QString runOutcome(Task<T> task, std::chrono::milliseconds timeout = std::chrono::seconds(30))
+{
+    return runTask(outcomeOf(std::move(task)), timeout);
+}
+// The same, for a task that runs on while the test acts: the words land in `into` at its end.
+template <class T> TaskHandle spawnOutcome(Task<T> task, QString* into)
+{
+    return spawn([](Task<QString> outcome, QString* target) -> Task<void> { *target = co_await outcome; }(
+                                                                outcomeOf(std::move(task)), into));
 }
 
 } // namespace brindlet::test
