@@ -31,7 +31,7 @@ public:
     std::uint64_t identity = 0;
     std::int32_t processID = 0;
     QString role;
-    std::optional<QString> identifier, domIdentifier, description, title;
+    std::optional<QString> identifier, description, title;
     std::weak_ptr<SimElement> parent;
     std::optional<std::weak_ptr<SimElement>> parentOverride; // for trees whose parents loop
     std::vector<std::shared_ptr<SimElement>> children;
@@ -48,7 +48,6 @@ public:
 
     // A selection that only text markers expose (web content).
     std::optional<QString> markerSelection;
-    std::optional<Rect> markerBounds;
 
     // How the element takes a write of AXSelectedText, and whether it takes a paste.
     enum class WriteBehaviour {
@@ -62,8 +61,7 @@ public:
     int writes = 0;
     int pastes = 0;
 
-    // Faults: a read that fails with a status, or that returns a value of another kind.
-    std::map<QString, AXStatus> failingReads;
+    // A fault: a read that returns a value of another kind.
     std::map<QString, AXValue> wrongKindReads;
 
     std::shared_ptr<SimElement> addChild(const QString& childRole);
