@@ -42,6 +42,7 @@ struct RefusalCase {
     const char* name;
     QStringList arguments;
     QByteArray expectedError;
+    QByteArray input = {};
 };
 BRINDLET_PRINT_CASE_NAME(RefusalCase)
 
@@ -49,7 +50,7 @@ class CliRefusals : public ::testing::TestWithParam<RefusalCase> { };
 
 TEST_P(CliRefusals, ExplainAndExitWithUsage)
 {
-    const CliRun run = runCli(GetParam().arguments);
+    const CliRun run = runCli(GetParam().arguments, GetParam().input);
     EXPECT_EQ(run.exitCode, 2);
     EXPECT_TRUE(run.out.isEmpty());
     EXPECT_TRUE(run.err.contains(GetParam().expectedError)) << run.err.toStdString();
@@ -64,16 +65,10 @@ INSTANTIATE_TEST_SUITE_P(Cli, CliRefusals,
         RefusalCase { "missingSelectionFile",
             { u"prompt"_qs, u"--instruction"_qs, u"x"_qs, u"--selection"_qs, u"/nonexistent/file"_qs },
             "Cannot read the selection from /nonexistent/file" },
-        RefusalCase { "noCommand", {}, "Usage:" }),
+        RefusalCase { "noCommand", {}, "Usage:" },
+        RefusalCase { "selectionNotUtf8", { u"prompt"_qs, u"--instruction"_qs, u"x"_qs, u"--selection"_qs, u"-"_qs },
+            "brindlet-cli: The selection in - is not UTF-8 text.\n", "caf\xe9" }),
     [](const auto& testCase) { return std::string(testCase.param.name); });
-
-TEST(BrindletCli, ASelectionThatIsNotUtf8IsRefused)
-{
-    const CliRun run = runCli({ u"prompt"_qs, u"--instruction"_qs, u"x"_qs, u"--selection"_qs, u"-"_qs }, "caf\xe9");
-    EXPECT_EQ(run.exitCode, 2);
-    EXPECT_TRUE(run.out.isEmpty());
-    EXPECT_EQ(run.err, QByteArray("brindlet-cli: The selection in - is not UTF-8 text.\n"));
-}
 
 TEST(BrindletCli, GenerateStreamsPreviewsAndPrintsTheTrimmedResult)
 {
@@ -117,30 +112,13 @@ TEST(BrindletCli, DefaultsComeFromTheSettingsStoreAndFlagsOverrideThem)
     EXPECT_TRUE(server.requests()[0].body.startsWith("{\"model\":\"stored-model\""))
         << server.requests()[0].body.toStdString();
     EXPECT_TRUE(server.requests()[0].body.contains("Talk like a pirate."));
+    EXPECT_TRUE(server.requests()[0].body.contains(R"(\"selected_text\":\"Hello\")"));
 
     run = runCli({ u"generate"_qs, u"--provider"_qs, u"ollama"_qs, u"--ollama-model"_qs, u"flag-model"_qs,
         u"--instruction"_qs, u"x"_qs });
     EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
     EXPECT_TRUE(server.requests()[1].body.startsWith("{\"model\":\"flag-model\""));
     writeDefaults({});
-}
-
-TEST(BrindletCli, GenerateThroughTheClaudeWorker)
-{
-    AgentPeers peers;
-    peers.script({ u"if-arg stream-json read-line"_qs,
-        uR"(out {"type":"stream_event","event":{"type":"content_block_delta","delta":{"type":"text_delta","text":"Bonjour"}}})"_qs,
-        uR"(out {"type":"result","subtype":"success","is_error":false,"result":"Bonjour !"})"_qs, u"read-line"_qs });
-    const CliRun run = runCli({ u"generate"_qs, u"--provider"_qs, u"claude"_qs, u"--preset"_qs, u"Translate"_qs,
-                                  u"--instruction"_qs, u"French"_qs, u"--selection"_qs, u"-"_qs },
-        "Hello!");
-    EXPECT_EQ(run.exitCode, 0) << run.err.toStdString();
-    EXPECT_EQ(run.out, QByteArray("Bonjour !\n"));
-    ASSERT_FALSE(peers.starts().isEmpty());
-    const qint64 worker = peers.starts()[0][u"pid"_qs].toInteger();
-    EXPECT_TRUE(peers.input(worker).contains(R"(\"selected_text\":\"Hello!\")"));
-    for (const QJsonObject& start : peers.starts())
-        EXPECT_TRUE(runUntil([&] { return AgentPeers::isGone(start[u"pid"_qs].toInteger()); }));
 }
 
 // The "is Ollama running" hint only where nothing answered; a server that answered and then
