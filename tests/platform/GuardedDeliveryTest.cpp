@@ -6,14 +6,13 @@
 #include "selection/SelectionError.h"
 #include "selection/SelectionService.h"
 #include "support/EventLoop.h"
+#include "support/Keyboard.h"
 #include "support/TestEditor.h"
 #include "support/XClip.h"
 
 #include <gtest/gtest.h>
 
 // Xlib's macros would break gtest's headers: it comes last.
-#include <X11/Xlib.h>
-#include <X11/extensions/XTest.h>
 #include <X11/keysym.h>
 
 using namespace brindlet;
@@ -45,12 +44,7 @@ TEST_F(GuardedDelivery, ASelectionChangedSinceCaptureIsNotWritten)
     ASSERT_EQ(snapshot.text, u"beta"_qs);
 
     // The user moves on: End leaves a bare cursor at the end of the line.
-    Display* display = XOpenDisplay(nullptr);
-    ASSERT_TRUE(display);
-    const auto end = XKeysymToKeycode(display, XK_End);
-    XTestFakeKeyEvent(display, end, True, 0);
-    XTestFakeKeyEvent(display, end, False, 0);
-    XCloseDisplay(display);
+    pressChord({ XK_End });
     const ElementHandle field = snapshot.target->element;
     ASSERT_TRUE(runUntil([&] {
         return desktop.accessibility().copyAttributeValue(field, AXAttribute::selectedText).as<QString>() == QString();

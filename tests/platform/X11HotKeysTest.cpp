@@ -1,13 +1,13 @@
 #include "platform/linux/X11HotKeys.h"
 #include "settings/SettingsStore.h"
 #include "support/EventLoop.h"
+#include "support/Keyboard.h"
 #include "support/PrivateDesktop.h"
 
 #include <gtest/gtest.h>
 
 // Xlib's macros (None, Bool, …) would break gtest's headers: it comes last.
 #include <X11/Xlib.h>
-#include <X11/extensions/XTest.h>
 #include <X11/keysym.h>
 
 using namespace brindlet;
@@ -34,15 +34,6 @@ protected:
         if (other)
             XCloseDisplay(other);
     }
-    // Presses the keys in order and releases them in reverse, as a person would.
-    void press(std::initializer_list<KeySym> keys)
-    {
-        for (KeySym key : keys)
-            XTestFakeKeyEvent(other, XKeysymToKeycode(other, key), True, 0);
-        for (auto key = std::rbegin(keys); key != std::rend(keys); ++key)
-            XTestFakeKeyEvent(other, XKeysymToKeycode(other, *key), False, 0);
-        XSync(other, False);
-    }
 };
 
 const HotKeyShortcut quickCommand = SettingsStore::defaultShortcut(GlobalHotKeyAction::quickCommand);
@@ -55,21 +46,21 @@ TEST_F(X11HotKeysTest, ChordsFireWhateverLocksAreOnAndOnlyWhileRegistered)
                     .registerShortcuts({ { GlobalHotKeyAction::quickCommand, quickCommand },
                         { GlobalHotKeyAction::quickFix, controlShiftJ } })
                     .empty());
-    press({ XK_Shift_L, XK_Super_L, XK_space });
+    pressChord({ XK_Shift_L, XK_Super_L, XK_space });
     ASSERT_TRUE(runUntil([&] { return pressed.size() == 1; }, std::chrono::seconds(5)));
     EXPECT_EQ(pressed.back(), GlobalHotKeyAction::quickCommand);
 
-    press({ XK_Num_Lock }); // on
-    press({ XK_Caps_Lock }); // on
-    press({ XK_Control_L, XK_Shift_L, XK_j });
+    pressChord({ XK_Num_Lock }); // on
+    pressChord({ XK_Caps_Lock }); // on
+    pressChord({ XK_Control_L, XK_Shift_L, XK_j });
     ASSERT_TRUE(runUntil([&] { return pressed.size() == 2; }, std::chrono::seconds(5)));
     EXPECT_EQ(pressed.back(), GlobalHotKeyAction::quickFix);
-    press({ XK_Num_Lock });
-    press({ XK_Caps_Lock });
+    pressChord({ XK_Num_Lock });
+    pressChord({ XK_Caps_Lock });
 
-    press({ XK_Control_L, XK_j }); // not a registered chord
+    pressChord({ XK_Control_L, XK_j }); // not a registered chord
     hotKeys.unregisterAll();
-    press({ XK_Control_L, XK_Shift_L, XK_j });
+    pressChord({ XK_Control_L, XK_Shift_L, XK_j });
     drainEvents();
     EXPECT_EQ(pressed.size(), 2u);
 }
@@ -86,7 +77,7 @@ TEST_F(X11HotKeysTest, AChordAnotherClientHoldsIsAFailureAndTheRestRegister)
     ASSERT_EQ(failures.size(), 1u);
     EXPECT_EQ(failures.at(GlobalHotKeyAction::quickFix).description(),
         u"⌃⇧J is unavailable. Choose another shortcut or change the conflicting shortcut in the other app."_qs);
-    press({ XK_Shift_L, XK_Super_L, XK_space });
+    pressChord({ XK_Shift_L, XK_Super_L, XK_space });
     ASSERT_TRUE(runUntil([&] { return pressed.size() == 1; }, std::chrono::seconds(5)));
 
     // The variants that were free are given back, so the other client can take them later.

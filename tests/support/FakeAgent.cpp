@@ -10,20 +10,18 @@
 //       reply JSON                      a JSON-RPC answer to the last line read: JSON is an object
 //                                       without its braces, to which the line's "id" is added
 //       hex 0d 0a ...                  write raw bytes to stdout
-//       sleep MS | exit CODE | crash | hang | ignore-term
+//       exit CODE | crash | hang | ignore-term
 //       fork-grandchild                 fork a child that ignores SIGTERM, keeps the pipes and
 //                                       waits forever; it records <pid>.grandchild
 //       flood-out BYTES | flood-err BYTES
 
 #include <cctype>
-#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
 #include <string>
-#include <thread>
 #include <unistd.h>
 
 extern char** environ;
@@ -150,8 +148,6 @@ int main(int argc, char** argv)
         } else if (command == "err") {
             std::fprintf(stderr, "%s\n", argument.c_str());
             std::fflush(stderr);
-        } else if (command == "sleep") {
-            std::this_thread::sleep_for(std::chrono::milliseconds(std::stol(argument)));
         } else if (command == "exit") {
             return std::stoi(argument);
         } else if (command == "crash") {
