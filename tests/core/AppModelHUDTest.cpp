@@ -23,13 +23,11 @@ protected:
     }
 };
 
-struct MoveCase {
-    const char* name;
+struct MoveCase : NamedRow {
     QuickHUDPhase from;
     std::function<void(AppModel&)> move;
     QuickHUDPhase to;
 };
-BRINDLET_PRINT_CASE_NAME(MoveCase)
 
 class HUDMoves : public AppModelHUD, public ::testing::WithParamInterface<MoveCase> { };
 
@@ -48,32 +46,31 @@ TEST_P(HUDMoves, GoWhereTheyShouldAndTellTheCoordinator)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(HUD, HUDMoves,
-    ::testing::Values(MoveCase { "moreActionsOpens", compose, [](AppModel& m) { m.toggleMoreActions(); }, moreActions },
-        MoveCase { "moreActionsCloses", compose,
-            [](AppModel& m) {
-                m.toggleMoreActions();
-                m.toggleMoreActions();
-            },
-            compose },
-        MoveCase { "providerPickerFromReview", review, [](AppModel& m) { m.toggleProviderPicker(); }, providerPicker },
-        MoveCase { "sourceDetailFromReviewReturnsToReview", review,
-            [](AppModel& m) {
-                m.openSourceDetail(true);
-                EXPECT_EQ(m.sourceDetailMode(), QuickHUDSourceMode::read); // a result's source is read-only
-                m.closeSourceDetail();
-            },
-            review },
-        MoveCase { "sourceDetailFromComposeEdits", compose,
-            [](AppModel& m) {
-                m.openSourceDetail(true);
-                EXPECT_EQ(m.sourceDetailMode(), QuickHUDSourceMode::edit);
-            },
-            sourceDetail },
-        MoveCase { "retainedResultReviewedAgain", compose, [](AppModel& m) { m.reviewRetainedResult(); }, review },
-        MoveCase { "closeSourceDetailOutsideIsRefused", compose, [](AppModel& m) { m.closeSourceDetail(); }, compose },
-        MoveCase { "returnToComposeOnlyFromReview", compose, [](AppModel& m) { m.returnToCompose(); }, compose }),
-    [](const auto& testCase) { return std::string(testCase.param.name); });
+BRINDLET_ROWS(HUD, HUDMoves,
+    MoveCase { "moreActionsOpens", compose, [](AppModel& m) { m.toggleMoreActions(); }, moreActions },
+    MoveCase { "moreActionsCloses", compose,
+        [](AppModel& m) {
+            m.toggleMoreActions();
+            m.toggleMoreActions();
+        },
+        compose },
+    MoveCase { "providerPickerFromReview", review, [](AppModel& m) { m.toggleProviderPicker(); }, providerPicker },
+    MoveCase { "sourceDetailFromReviewReturnsToReview", review,
+        [](AppModel& m) {
+            m.openSourceDetail(true);
+            EXPECT_EQ(m.sourceDetailMode(), QuickHUDSourceMode::read); // a result's source is read-only
+            m.closeSourceDetail();
+        },
+        review },
+    MoveCase { "sourceDetailFromComposeEdits", compose,
+        [](AppModel& m) {
+            m.openSourceDetail(true);
+            EXPECT_EQ(m.sourceDetailMode(), QuickHUDSourceMode::edit);
+        },
+        sourceDetail },
+    MoveCase { "retainedResultReviewedAgain", compose, [](AppModel& m) { m.reviewRetainedResult(); }, review },
+    MoveCase { "closeSourceDetailOutsideIsRefused", compose, [](AppModel& m) { m.closeSourceDetail(); }, compose },
+    MoveCase { "returnToComposeOnlyFromReview", compose, [](AppModel& m) { m.returnToCompose(); }, compose });
 
 TEST_F(AppModelHUD, TogglesAreRefusedWhileGenerating)
 {

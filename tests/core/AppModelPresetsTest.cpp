@@ -2,6 +2,7 @@
 
 #include "core/PresetLists.h"
 #include "support/AppModelHarness.h"
+#include "support/Printers.h"
 
 #include <gtest/gtest.h>
 
@@ -23,8 +24,7 @@ QStringList names(const QList<Preset>& presets)
     return all;
 }
 
-struct ListCase {
-    const char* name;
+struct ListCase : NamedRow {
     bool hasText;
     QString query;
     QStringList primary;
@@ -45,17 +45,16 @@ TEST_P(PresetLists, OfferWhatAppliesInTheDesignsOrder)
 
 const QStringList withTextPrimary { u"Fix Writing"_qs, u"Rewrite"_qs, u"Summarize"_qs };
 
-INSTANTIATE_TEST_SUITE_P(Table, PresetLists,
-    ::testing::Values(ListCase { "withText", true, QString(), withTextPrimary,
-                          { u"Explain"_qs, u"Translate"_qs, u"Pirate"_qs, u"Fresh"_qs } },
-        // A search also finds the primary presets; blanks are no search.
-        ListCase { "searchFindsPrimary", true, u"fix"_qs, withTextPrimary, { u"Fix Writing"_qs } },
-        ListCase { "blankQuery", true, u"  \n"_qs, withTextPrimary,
-            { u"Explain"_qs, u"Translate"_qs, u"Pirate"_qs, u"Fresh"_qs } },
-        ListCase { "matchesInstruction", true, u"SAILOR"_qs, withTextPrimary, { u"Pirate"_qs } },
-        ListCase { "withoutText", false, QString(), { u"Write"_qs }, { u"Fresh"_qs } },
-        ListCase { "searchWithoutText", false, u"e"_qs, { u"Write"_qs }, { u"Write"_qs, u"Fresh"_qs } }),
-    [](const auto& testCase) { return std::string(testCase.param.name); });
+BRINDLET_ROWS(Table, PresetLists,
+    ListCase {
+        "withText", true, QString(), withTextPrimary, { u"Explain"_qs, u"Translate"_qs, u"Pirate"_qs, u"Fresh"_qs } },
+    // A search also finds the primary presets; blanks are no search.
+    ListCase { "searchFindsPrimary", true, u"fix"_qs, withTextPrimary, { u"Fix Writing"_qs } },
+    ListCase { "blankQuery", true, u"  \n"_qs, withTextPrimary,
+        { u"Explain"_qs, u"Translate"_qs, u"Pirate"_qs, u"Fresh"_qs } },
+    ListCase { "matchesInstruction", true, u"SAILOR"_qs, withTextPrimary, { u"Pirate"_qs } },
+    ListCase { "withoutText", false, QString(), { u"Write"_qs }, { u"Fresh"_qs } },
+    ListCase { "searchWithoutText", false, u"e"_qs, { u"Write"_qs }, { u"Write"_qs, u"Fresh"_qs } });
 
 class PresetChoice : public ModelTest {
 protected:

@@ -272,15 +272,13 @@ TEST_F(AppModelStart, DismissalDropsTheSessionButNotTheObservedSelection)
     ASSERT_TRUE(model.observedSnapshot());
 }
 
-struct ObservedCase {
-    const char* name;
+struct ObservedCase : NamedRow {
     std::optional<QString> text;
     bool bubbleSetting;
     bool hudOpen;
     bool expectObserved;
     QString expectCall; // empty: no bubble call
 };
-BRINDLET_PRINT_CASE_NAME(ObservedCase)
 
 class ObservedSelection : public AppModelStart, public ::testing::WithParamInterface<ObservedCase> { };
 
@@ -300,12 +298,11 @@ TEST_P(ObservedSelection, FeedsTheBubble)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(AppModel, ObservedSelection,
-    ::testing::Values(ObservedCase { "visibleText", u"hello"_qs, true, false, true, u"showSelectionBubble"_qs },
-        ObservedCase { "blanksOnly", u"  \n"_qs, true, false, false, u"hideSelectionBubble"_qs },
-        ObservedCase { "cursor", std::nullopt, true, false, false, u"hideSelectionBubble"_qs },
-        ObservedCase { "bubbleTurnedOff", u"hello"_qs, false, false, true, u"hideSelectionBubble"_qs },
-        ObservedCase { "hudOpen", u"hello"_qs, true, true, true, u""_qs }),
-    [](const auto& testCase) { return std::string(testCase.param.name); });
+BRINDLET_ROWS(AppModel, ObservedSelection,
+    ObservedCase { "visibleText", u"hello"_qs, true, false, true, u"showSelectionBubble"_qs },
+    ObservedCase { "blanksOnly", u"  \n"_qs, true, false, false, u"hideSelectionBubble"_qs },
+    ObservedCase { "cursor", std::nullopt, true, false, false, u"hideSelectionBubble"_qs },
+    ObservedCase { "bubbleTurnedOff", u"hello"_qs, false, false, true, u"hideSelectionBubble"_qs },
+    ObservedCase { "hudOpen", u"hello"_qs, true, true, true, u""_qs });
 
 } // namespace

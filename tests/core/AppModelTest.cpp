@@ -21,15 +21,13 @@ using AppModelGeneration = ModelTest;
 
 // ---- refusals before a request exists ----
 
-struct RefusalCase {
-    const char* name;
+struct RefusalCase : NamedRow {
     std::optional<std::optional<QString>> selection; // outer nullopt: no snapshot; inner nullopt: cursor
     QString workingText; // replaces the working copy when a snapshot exists
     QString instruction;
     std::function<std::optional<Preset>()> preset;
     QString message;
 };
-BRINDLET_PRINT_CASE_NAME(RefusalCase)
 
 class GenerateRefusals : public AppModelGeneration, public ::testing::WithParamInterface<RefusalCase> { };
 
@@ -56,23 +54,21 @@ const auto translate = [] { return Preset::builtIn(u"Translate"_qs); };
 const auto summarize = [] { return Preset::builtIn(u"Summarize"_qs); };
 const auto none = [] { return std::optional<Preset>(); };
 
-INSTANTIATE_TEST_SUITE_P(AppModel, GenerateRefusals,
-    ::testing::Values(
-        // The language check comes first, even without any snapshot.
-        RefusalCase { "translateWithoutDirection", std::nullopt, {}, u"  \n"_qs, translate,
-            u"Enter the target language, then generate."_qs },
-        RefusalCase { "selectionRequiredWithoutSnapshot", std::nullopt, {}, u"x"_qs, summarize,
-            u"Select text in another app, then choose this action."_qs },
-        RefusalCase { "selectionRequiredAtCursor", std::make_optional(std::optional<QString>()), {}, u""_qs, summarize,
-            u"Select text in another app, then choose this action."_qs },
-        RefusalCase { "sourceEmptiedByUser", std::make_optional(std::optional(u"Hello"_qs)), u"  \n "_qs, u""_qs,
-            summarize, u"Add source text or revert to the captured selection."_qs },
-        RefusalCase { "nothingToDo", std::make_optional(std::optional(u"Hello"_qs)), u"Hello"_qs, u"   "_qs, none,
-            u"Describe what you want Brindlet to write or do."_qs },
-        RefusalCase { "presetWithBlankInstruction", std::make_optional(std::optional(u"Hello"_qs)), u"Hello"_qs, u""_qs,
-            [] { return std::optional(customPreset(PresetInput::selectionOptional, u"  "_qs)); },
-            u"Describe what you want Brindlet to write or do."_qs }),
-    [](const auto& testCase) { return std::string(testCase.param.name); });
+BRINDLET_ROWS(AppModel, GenerateRefusals,
+    // The language check comes first, even without any snapshot.
+    RefusalCase { "translateWithoutDirection", std::nullopt, {}, u"  \n"_qs, translate,
+        u"Enter the target language, then generate."_qs },
+    RefusalCase { "selectionRequiredWithoutSnapshot", std::nullopt, {}, u"x"_qs, summarize,
+        u"Select text in another app, then choose this action."_qs },
+    RefusalCase { "selectionRequiredAtCursor", std::make_optional(std::optional<QString>()), {}, u""_qs, summarize,
+        u"Select text in another app, then choose this action."_qs },
+    RefusalCase { "sourceEmptiedByUser", std::make_optional(std::optional(u"Hello"_qs)), u"  \n "_qs, u""_qs, summarize,
+        u"Add source text or revert to the captured selection."_qs },
+    RefusalCase { "nothingToDo", std::make_optional(std::optional(u"Hello"_qs)), u"Hello"_qs, u"   "_qs, none,
+        u"Describe what you want Brindlet to write or do."_qs },
+    RefusalCase { "presetWithBlankInstruction", std::make_optional(std::optional(u"Hello"_qs)), u"Hello"_qs, u""_qs,
+        [] { return std::optional(customPreset(PresetInput::selectionOptional, u"  "_qs)); },
+        u"Describe what you want Brindlet to write or do."_qs });
 
 TEST_F(AppModelGeneration, GenerateWhileGeneratingChangesNothing)
 {
@@ -89,8 +85,7 @@ TEST_F(AppModelGeneration, GenerateWhileGeneratingChangesNothing)
 
 // ---- what a request carries ----
 
-struct RequestCase {
-    const char* name;
+struct RequestCase : NamedRow {
     std::optional<std::optional<QString>> selection; // outer nullopt: no snapshot; inner nullopt: cursor
     std::optional<QString> editedText;
     std::function<std::optional<Preset>()> preset;
@@ -98,7 +93,6 @@ struct RequestCase {
     QString expectedSelected;
     DeliveryPreference expectedDelivery;
 };
-BRINDLET_PRINT_CASE_NAME(RequestCase)
 
 class GenerateRequests : public AppModelGeneration, public ::testing::WithParamInterface<RequestCase> { };
 
@@ -126,20 +120,19 @@ TEST_P(GenerateRequests, CarryTheRightTextAndDelivery)
 const auto write = [] { return Preset::builtIn(u"Write"_qs); };
 const auto optionalPreset = [] { return std::optional(customPreset(PresetInput::selectionOptional)); };
 
-INSTANTIATE_TEST_SUITE_P(AppModel, GenerateRequests,
-    ::testing::Values(RequestCase { "noPresetOverSelection", std::optional<QString>(u"Hello"_qs), std::nullopt, none,
-                          true, u"Hello"_qs, DeliveryPreference::replace },
-        RequestCase { "editedSourceIsSent", std::optional<QString>(u"Hello"_qs), u"Hello, edited"_qs, none, true,
-            u"Hello, edited"_qs, DeliveryPreference::replace },
-        RequestCase { "emptiedSourceSendsEmptyString", std::optional<QString>(u"Hello"_qs), u""_qs, none, true, u""_qs,
-            DeliveryPreference::replace },
-        RequestCase { "optionalPresetWithoutSnapshot", std::nullopt, std::nullopt, optionalPreset, false, {},
-            DeliveryPreference::copy },
-        RequestCase { "optionalPresetAtCursor", std::optional<QString>(), std::nullopt, optionalPreset, false, {},
-            DeliveryPreference::insert },
-        RequestCase { "newContentOverSelectionSendsNoBlock", std::optional<QString>(u"Hello"_qs), std::nullopt, write,
-            false, {}, DeliveryPreference::copy }),
-    [](const auto& testCase) { return std::string(testCase.param.name); });
+BRINDLET_ROWS(AppModel, GenerateRequests,
+    RequestCase { "noPresetOverSelection", std::optional<QString>(u"Hello"_qs), std::nullopt, none, true, u"Hello"_qs,
+        DeliveryPreference::replace },
+    RequestCase { "editedSourceIsSent", std::optional<QString>(u"Hello"_qs), u"Hello, edited"_qs, none, true,
+        u"Hello, edited"_qs, DeliveryPreference::replace },
+    RequestCase { "emptiedSourceSendsEmptyString", std::optional<QString>(u"Hello"_qs), u""_qs, none, true, u""_qs,
+        DeliveryPreference::replace },
+    RequestCase { "optionalPresetWithoutSnapshot", std::nullopt, std::nullopt, optionalPreset, false, {},
+        DeliveryPreference::copy },
+    RequestCase { "optionalPresetAtCursor", std::optional<QString>(), std::nullopt, optionalPreset, false, {},
+        DeliveryPreference::insert },
+    RequestCase { "newContentOverSelectionSendsNoBlock", std::optional<QString>(u"Hello"_qs), std::nullopt, write,
+        false, {}, DeliveryPreference::copy });
 
 // ---- the life of a generation ----
 
@@ -238,14 +231,12 @@ TEST_F(AppModelGeneration, ProviderCancellationForActiveRequestEndsQuietly)
     EXPECT_EQ(h.analytics.typeNames().back(), u"GENERATION_CANCELLED"_qs);
 }
 
-struct CancelCase {
-    const char* name;
+struct CancelCase : NamedRow {
     bool generating;
     bool report;
     std::optional<QString> message;
     int cancelledEvents;
 };
-BRINDLET_PRINT_CASE_NAME(CancelCase)
 
 class CancelGeneration : public AppModelGeneration, public ::testing::WithParamInterface<CancelCase> { };
 
@@ -275,11 +266,9 @@ TEST_P(CancelGeneration, RecordsAndReports)
     EXPECT_TRUE(model.generationStartedAt().isEmpty());
 }
 
-INSTANTIATE_TEST_SUITE_P(AppModel, CancelGeneration,
-    ::testing::Values(CancelCase { "quietWhileGenerating", true, false, std::nullopt, 1 },
-        CancelCase { "reportedWhileGenerating", true, true, u"Generation cancelled."_qs, 1 },
-        CancelCase { "reportedWhileIdle", false, true, std::nullopt, 0 }),
-    [](const auto& testCase) { return std::string(testCase.param.name); });
+BRINDLET_ROWS(AppModel, CancelGeneration, CancelCase { "quietWhileGenerating", true, false, std::nullopt, 1 },
+    CancelCase { "reportedWhileGenerating", true, true, u"Generation cancelled."_qs, 1 },
+    CancelCase { "reportedWhileIdle", false, true, std::nullopt, 0 });
 
 // Cancelled by the user (the request is cleared too), or from outside while its request is still
 // the active one (only the task's own cancellation tells the model to drop the answer).

@@ -2,6 +2,7 @@
 #include "settings/InMemoryDefaultsStore.h"
 #include "settings/SettingsStore.h"
 #include "support/EventLoop.h"
+#include "support/Printers.h"
 
 #include <QCoreApplication>
 #include <QEvent>
@@ -13,8 +14,7 @@ using Reason = ApplicationTerminationReason;
 
 namespace {
 
-struct QuitCase {
-    const char* name;
+struct QuitCase : NamedRow {
     bool keepRunning;
     std::vector<std::optional<Reason>> reasons; // one per quit request; none means no reason was set
     std::vector<bool> quits;
@@ -44,14 +44,13 @@ TEST_P(TerminationGateTest, DecidesEachQuitByItsReasonAndForgetsIt)
     EXPECT_EQ(putAways, c.putAways);
 }
 
-INSTANTIATE_TEST_SUITE_P(Table, TerminationGateTest,
-    ::testing::Values(QuitCase { "TwoOrdinaryQuitsStay", true, { std::nullopt, std::nullopt }, { false, false }, 2 },
-        QuitCase { "OrdinaryQuitsWhenNotKeptRunning", false, { std::nullopt }, { true }, 0 },
-        QuitCase { "QuitCompletely", true, { Reason::explicitComplete }, { true }, 0 },
-        QuitCase { "SessionEnds", true, { Reason::systemPowerOff }, { true }, 0 },
-        // A reason is used up by one quit: the next one without a reason stays.
-        QuitCase { "UpdateThenOrdinary", true, { Reason::updaterRelaunch, std::nullopt }, { true, false }, 1 },
-        QuitCase { "OrdinaryThenComplete", true, { std::nullopt, Reason::explicitComplete }, { false, true }, 1 }),
-    [](const auto& testCase) { return std::string(testCase.param.name); });
+BRINDLET_ROWS(Table, TerminationGateTest,
+    QuitCase { "TwoOrdinaryQuitsStay", true, { std::nullopt, std::nullopt }, { false, false }, 2 },
+    QuitCase { "OrdinaryQuitsWhenNotKeptRunning", false, { std::nullopt }, { true }, 0 },
+    QuitCase { "QuitCompletely", true, { Reason::explicitComplete }, { true }, 0 },
+    QuitCase { "SessionEnds", true, { Reason::systemPowerOff }, { true }, 0 },
+    // A reason is used up by one quit: the next one without a reason stays.
+    QuitCase { "UpdateThenOrdinary", true, { Reason::updaterRelaunch, std::nullopt }, { true, false }, 1 },
+    QuitCase { "OrdinaryThenComplete", true, { std::nullopt, Reason::explicitComplete }, { false, true }, 1 });
 
 } // namespace

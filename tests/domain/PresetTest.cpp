@@ -22,12 +22,10 @@ TEST(Preset, EncodesTheSevenKeysInOrderAndRoundTrips)
     EXPECT_EQ(*decoded, Preset::builtIns());
 }
 
-struct DecodeCase {
-    const char* name;
+struct DecodeCase : NamedRow {
     const char* key;
     QJsonValue value; // undefined removes the key
 };
-BRINDLET_PRINT_CASE_NAME(DecodeCase)
 
 class PresetStrictDecoding : public ::testing::TestWithParam<DecodeCase> { };
 
@@ -45,13 +43,12 @@ TEST_P(PresetStrictDecoding, RejectsTheRecord)
     EXPECT_FALSE(decodePresets("[" + Preset::builtIns()[1].toJson() + "," + QJsonDocument(object).toJson() + "]"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Preset, PresetStrictDecoding,
-    ::testing::Values(DecodeCase { "missingIsBuiltIn", "isBuiltIn", QJsonValue(QJsonValue::Undefined) },
-        DecodeCase { "missingId", "id", QJsonValue(QJsonValue::Undefined) },
-        DecodeCase { "missingName", "name", QJsonValue(QJsonValue::Undefined) },
-        DecodeCase { "unknownInput", "input", QJsonValue(u"sometimes"_qs) },
-        DecodeCase { "unknownDelivery", "delivery", QJsonValue(u"email"_qs) },
-        DecodeCase { "bracedId", "id", QJsonValue(u"{B68F76DF-68AE-4F88-BC5A-582C8D316001}"_qs) },
-        DecodeCase { "badId", "id", QJsonValue(u"not-a-uuid"_qs) },
-        DecodeCase { "stringBoolean", "isBuiltIn", QJsonValue(u"true"_qs) }),
-    [](const auto& testCase) { return std::string(testCase.param.name); });
+BRINDLET_ROWS(Preset, PresetStrictDecoding,
+    DecodeCase { "missingIsBuiltIn", "isBuiltIn", QJsonValue(QJsonValue::Undefined) },
+    DecodeCase { "missingId", "id", QJsonValue(QJsonValue::Undefined) },
+    DecodeCase { "missingName", "name", QJsonValue(QJsonValue::Undefined) },
+    DecodeCase { "unknownInput", "input", QJsonValue(u"sometimes"_qs) },
+    DecodeCase { "unknownDelivery", "delivery", QJsonValue(u"email"_qs) },
+    DecodeCase { "bracedId", "id", QJsonValue(u"{B68F76DF-68AE-4F88-BC5A-582C8D316001}"_qs) },
+    DecodeCase { "badId", "id", QJsonValue(u"not-a-uuid"_qs) },
+    DecodeCase { "stringBoolean", "isBuiltIn", QJsonValue(u"true"_qs) });

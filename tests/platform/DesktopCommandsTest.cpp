@@ -5,6 +5,7 @@
 #include "support/CliRun.h"
 #include "support/EventLoop.h"
 #include "support/FakeHttpServer.h"
+#include "support/Printers.h"
 #include "support/PrivateDesktop.h"
 #include "support/TestEditor.h"
 
@@ -21,8 +22,7 @@ using namespace brindlet::test;
 
 namespace {
 
-struct EditorCase {
-    const char* name;
+struct EditorCase : NamedRow {
     TestEditor::Kind kind;
     QString text;
     std::optional<std::pair<int, int>> selection; // the toolkit's own offsets
@@ -31,11 +31,6 @@ struct EditorCase {
     QString replacement;
     QString result;
 };
-
-void PrintTo(const EditorCase& row, std::ostream* out)
-{
-    *out << row.name;
-}
 
 class DesktopCommands : public ::testing::TestWithParam<EditorCase> {
 protected:
@@ -76,25 +71,24 @@ TEST_P(DesktopCommands, CaptureThenReplaceInTheFocusedField)
 
 // Emoji and combining marks before and inside the selections: GTK counts code points, Qt
 // UTF-16 units, and Qt Quick writes its line breaks as paragraph separators.
-INSTANTIATE_TEST_SUITE_P(Editors, DesktopCommands,
-    ::testing::Values(EditorCase { "GtkEntry", TestEditor::Kind::gtkEntry, u"Hello 😀 wörld é̃x end"_qs, { { 6, 13 } },
-                          u"😀 wörld"_qs, { 6, 8 }, u"🌍 there"_qs, u"Hello 🌍 there é̃x end"_qs },
-        EditorCase { "GtkTextView", TestEditor::Kind::gtkView, u"😀 é̃ one\ntwo"_qs, { { 2, 8 } }, u"é̃ one"_qs, { 3, 6 },
-            u"🌍"_qs, u"😀 🌍\ntwo"_qs },
-        EditorCase { "GtkEntryCursor", TestEditor::Kind::gtkEntry, u"Hi 😀"_qs, std::nullopt, std::nullopt, { 5, 0 },
-            u" there"_qs, u"Hi 😀 there"_qs },
-        EditorCase { "QtLineEdit", TestEditor::Kind::qtLine, u"Hello 😀 wörld é̃x end"_qs, { { 6, 14 } }, u"😀 wörld"_qs,
-            { 6, 8 }, u"🌍 there"_qs, u"Hello 🌍 there é̃x end"_qs },
-        EditorCase { "QtTextEdit", TestEditor::Kind::qtText, u"😀 é̃ one\ntwo"_qs, { { 3, 9 } }, u"é̃ one"_qs, { 3, 6 },
-            u"🌍"_qs, u"😀 🌍\ntwo"_qs },
-        EditorCase { "QtQuickTextArea", TestEditor::Kind::qtQuick, u"Line one\nHello 😀 wörld"_qs, { { 5, 17 } },
-            u"one\nHello 😀"_qs, { 5, 12 }, u"two"_qs, u"Line two wörld"_qs },
-        // Direct writes that do not stick: the paste fallback delivers, in each toolkit.
-        EditorCase { "GtkEntryPasteFallback", TestEditor::Kind::gtkEntryRefusingDirectWrites, u"alpha beta gamma"_qs,
-            { { 6, 10 } }, u"beta"_qs, { 6, 4 }, u"BETA"_qs, u"alpha BETA gamma"_qs },
-        EditorCase { "QtLineEditPasteFallback", TestEditor::Kind::qtLineRefusingDirectWrites, u"alpha beta gamma"_qs,
-            { { 6, 10 } }, u"beta"_qs, { 6, 4 }, u"BETA"_qs, u"alpha BETA gamma"_qs }),
-    [](const auto& row) { return std::string(row.param.name); });
+BRINDLET_ROWS(Editors, DesktopCommands,
+    EditorCase { "GtkEntry", TestEditor::Kind::gtkEntry, u"Hello 😀 wörld é̃x end"_qs, { { 6, 13 } }, u"😀 wörld"_qs,
+        { 6, 8 }, u"🌍 there"_qs, u"Hello 🌍 there é̃x end"_qs },
+    EditorCase { "GtkTextView", TestEditor::Kind::gtkView, u"😀 é̃ one\ntwo"_qs, { { 2, 8 } }, u"é̃ one"_qs, { 3, 6 },
+        u"🌍"_qs, u"😀 🌍\ntwo"_qs },
+    EditorCase { "GtkEntryCursor", TestEditor::Kind::gtkEntry, u"Hi 😀"_qs, std::nullopt, std::nullopt, { 5, 0 },
+        u" there"_qs, u"Hi 😀 there"_qs },
+    EditorCase { "QtLineEdit", TestEditor::Kind::qtLine, u"Hello 😀 wörld é̃x end"_qs, { { 6, 14 } }, u"😀 wörld"_qs,
+        { 6, 8 }, u"🌍 there"_qs, u"Hello 🌍 there é̃x end"_qs },
+    EditorCase { "QtTextEdit", TestEditor::Kind::qtText, u"😀 é̃ one\ntwo"_qs, { { 3, 9 } }, u"é̃ one"_qs, { 3, 6 },
+        u"🌍"_qs, u"😀 🌍\ntwo"_qs },
+    EditorCase { "QtQuickTextArea", TestEditor::Kind::qtQuick, u"Line one\nHello 😀 wörld"_qs, { { 5, 17 } },
+        u"one\nHello 😀"_qs, { 5, 12 }, u"two"_qs, u"Line two wörld"_qs },
+    // Direct writes that do not stick: the paste fallback delivers, in each toolkit.
+    EditorCase { "GtkEntryPasteFallback", TestEditor::Kind::gtkEntryRefusingDirectWrites, u"alpha beta gamma"_qs,
+        { { 6, 10 } }, u"beta"_qs, { 6, 4 }, u"BETA"_qs, u"alpha BETA gamma"_qs },
+    EditorCase { "QtLineEditPasteFallback", TestEditor::Kind::qtLineRefusingDirectWrites, u"alpha beta gamma"_qs,
+        { { 6, 10 } }, u"beta"_qs, { 6, 4 }, u"BETA"_qs, u"alpha BETA gamma"_qs });
 
 // Quick Fix from the command line: the model's answer replaces the selection, and an answer
 // equal to the selection up to spacing and canonical form changes nothing.

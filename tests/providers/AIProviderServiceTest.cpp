@@ -14,14 +14,12 @@ using namespace brindlet::test;
 
 namespace {
 
-struct ReadinessCase {
-    const char* name;
+struct ReadinessCase : NamedRow {
     int status;
     QByteArray body;
     QString model;
     ProviderReadiness expected;
 };
-BRINDLET_PRINT_CASE_NAME(ReadinessCase)
 
 class OllamaReadiness : public ::testing::TestWithParam<ReadinessCase> { };
 
@@ -35,18 +33,17 @@ TEST_P(OllamaReadiness, DescribesTheServer)
 }
 
 using State = ProviderReadiness::State;
-INSTANTIATE_TEST_SUITE_P(Service, OllamaReadiness,
-    ::testing::Values(ReadinessCase { "notResponding", 500, "{}", u""_qs,
-                          { State::unavailable, u"Ollama is not responding at this address."_qs, {} } },
-        ReadinessCase { "noModels", 200, "{\"models\":[]}", u""_qs,
-            { State::unavailable, u"Ollama is running, but no models are installed."_qs, {} } },
-        ReadinessCase { "selectedModelGone", 200, "{\"models\":[{\"name\":\"b\"},{\"name\":\"a\"}]}", u"c"_qs,
-            { State::unavailable, u"The selected Ollama model is no longer installed."_qs, { u"a"_qs, u"b"_qs } } },
-        ReadinessCase { "oneModel", 200, "{\"models\":[{\"name\":\"a\"}]}", u"a"_qs,
-            { State::ready, u"Ollama is running with 1 installed model."_qs, { u"a"_qs } } },
-        ReadinessCase { "noModelChosenYet", 200, "{\"models\":[{\"name\":\"a\"},{\"name\":\"b\"}]}", u""_qs,
-            { State::ready, u"Ollama is running with 2 installed models."_qs, { u"a"_qs, u"b"_qs } } }),
-    [](const auto& testCase) { return std::string(testCase.param.name); });
+BRINDLET_ROWS(Service, OllamaReadiness,
+    ReadinessCase { "notResponding", 500, "{}", u""_qs,
+        { State::unavailable, u"Ollama is not responding at this address."_qs, {} } },
+    ReadinessCase { "noModels", 200, "{\"models\":[]}", u""_qs,
+        { State::unavailable, u"Ollama is running, but no models are installed."_qs, {} } },
+    ReadinessCase { "selectedModelGone", 200, "{\"models\":[{\"name\":\"b\"},{\"name\":\"a\"}]}", u"c"_qs,
+        { State::unavailable, u"The selected Ollama model is no longer installed."_qs, { u"a"_qs, u"b"_qs } } },
+    ReadinessCase { "oneModel", 200, "{\"models\":[{\"name\":\"a\"}]}", u"a"_qs,
+        { State::ready, u"Ollama is running with 1 installed model."_qs, { u"a"_qs } } },
+    ReadinessCase { "noModelChosenYet", 200, "{\"models\":[{\"name\":\"a\"},{\"name\":\"b\"}]}", u""_qs,
+        { State::ready, u"Ollama is running with 2 installed models."_qs, { u"a"_qs, u"b"_qs } } });
 
 // Each sign-in word, in any case, makes a failure a sign-in failure, whatever its type; other
 // words do not.

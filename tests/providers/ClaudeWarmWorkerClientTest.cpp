@@ -32,13 +32,11 @@ QString resultLine(const QString& result, bool isError = false)
         isError ? u"true"_qs : u"false"_qs, result);
 }
 
-struct ParseCase {
-    const char* name;
+struct ParseCase : NamedRow {
     QString line;
     Kind kind;
     QString text;
 };
-BRINDLET_PRINT_CASE_NAME(ParseCase)
 
 class ClaudeStreamParsing : public ::testing::TestWithParam<ParseCase> { };
 
@@ -49,21 +47,19 @@ TEST_P(ClaudeStreamParsing, SortsEachLine)
     EXPECT_EQ(event.text, GetParam().text);
 }
 
-INSTANTIATE_TEST_SUITE_P(Claude, ClaudeStreamParsing,
-    ::testing::Values(
-        ParseCase { "otherDelta",
-            uR"({"type":"stream_event","event":{"type":"content_block_delta","delta":{"type":"input_json_delta","partial_json":"{"}}})"_qs,
-            Kind::ignored, {} },
-        ParseCase { "assistantIgnored", uR"({"type":"assistant","message":{"content":[]}})"_qs, Kind::ignored, {} },
-        ParseCase { "errorWithoutText", uR"({"type":"result","is_error":true})"_qs, Kind::failure,
-            u"Claude could not complete the request."_qs },
-        ParseCase { "errorSubtype",
-            uR"({"type":"result","subtype":"error_max_turns","is_error":false,"error":"Too many turns"})"_qs,
-            Kind::failure, u"Too many turns"_qs },
-        ParseCase { "errorLine", uR"({"type":"error"})"_qs, Kind::failure, u"Claude reported an error."_qs },
-        ParseCase { "notJson", u"Warning: something"_qs, Kind::ignored, {} },
-        ParseCase { "typeNotString", uR"({"type":5})"_qs, Kind::ignored, {} }),
-    [](const auto& testCase) { return std::string(testCase.param.name); });
+BRINDLET_ROWS(Claude, ClaudeStreamParsing,
+    ParseCase { "otherDelta",
+        uR"({"type":"stream_event","event":{"type":"content_block_delta","delta":{"type":"input_json_delta","partial_json":"{"}}})"_qs,
+        Kind::ignored, {} },
+    ParseCase { "assistantIgnored", uR"({"type":"assistant","message":{"content":[]}})"_qs, Kind::ignored, {} },
+    ParseCase { "errorWithoutText", uR"({"type":"result","is_error":true})"_qs, Kind::failure,
+        u"Claude could not complete the request."_qs },
+    ParseCase { "errorSubtype",
+        uR"({"type":"result","subtype":"error_max_turns","is_error":false,"error":"Too many turns"})"_qs, Kind::failure,
+        u"Too many turns"_qs },
+    ParseCase { "errorLine", uR"({"type":"error"})"_qs, Kind::failure, u"Claude reported an error."_qs },
+    ParseCase { "notJson", u"Warning: something"_qs, Kind::ignored, {} },
+    ParseCase { "typeNotString", uR"({"type":5})"_qs, Kind::ignored, {} });
 
 class ClaudeWorker : public ::testing::Test {
 protected:

@@ -25,12 +25,10 @@ QString outcome(ManagedCLIProcess& process, CLIInvocation invocation, const QStr
     return runOutcome(process.runToCompletion(std::move(invocation), prompt), 10s);
 }
 
-struct RunCase {
-    const char* name;
+struct RunCase : NamedRow {
     QStringList script;
     QString expected;
 };
-BRINDLET_PRINT_CASE_NAME(RunCase)
 
 class OneShotRun : public ::testing::TestWithParam<RunCase> { };
 
@@ -50,19 +48,18 @@ TEST_P(OneShotRun, ReportsWhatTheDesignSays)
 
 const QString defaultText = u"The CLI is unavailable or not signed in."_qs;
 
-INSTANTIATE_TEST_SUITE_P(Managed, OneShotRun,
-    ::testing::Values(RunCase { "success", { u"read-all"_qs, u"out   Fixed this.  "_qs }, u"ok:Fixed this."_qs },
-        RunCase { "failureWithOnlyStdout", { u"out some output"_qs, u"exit 1"_qs }, defaultText },
-        RunCase { "failureExplained", { u"err Not logged in · Please run /login"_qs, u"exit 1"_qs },
-            u"Not logged in · Please run /login"_qs },
-        RunCase { "successDespiteStderr", { u"flood-err 200000"_qs, u"out answer"_qs }, u"ok:answer"_qs },
-        RunCase { "successButSilent", { u"exit 0"_qs }, defaultText },
-        RunCase { "crash", { u"out partial"_qs, u"crash"_qs }, defaultText },
-        RunCase { "exactlyTheLimit", { u"flood-out 4194304"_qs }, u"ok:"_qs + QString(4194304, u'x') },
-        RunCase { "oneByteOver", { u"flood-out 4194305"_qs, u"hang"_qs }, u"The provider response was too large."_qs },
-        RunCase { "overLimitOnStderr", { u"ignore-term"_qs, u"flood-err 4194400"_qs, u"hang"_qs },
-            u"The provider response was too large."_qs }),
-    [](const auto& testCase) { return std::string(testCase.param.name); });
+BRINDLET_ROWS(Managed, OneShotRun,
+    RunCase { "success", { u"read-all"_qs, u"out   Fixed this.  "_qs }, u"ok:Fixed this."_qs },
+    RunCase { "failureWithOnlyStdout", { u"out some output"_qs, u"exit 1"_qs }, defaultText },
+    RunCase { "failureExplained", { u"err Not logged in · Please run /login"_qs, u"exit 1"_qs },
+        u"Not logged in · Please run /login"_qs },
+    RunCase { "successDespiteStderr", { u"flood-err 200000"_qs, u"out answer"_qs }, u"ok:answer"_qs },
+    RunCase { "successButSilent", { u"exit 0"_qs }, defaultText },
+    RunCase { "crash", { u"out partial"_qs, u"crash"_qs }, defaultText },
+    RunCase { "exactlyTheLimit", { u"flood-out 4194304"_qs }, u"ok:"_qs + QString(4194304, u'x') },
+    RunCase { "oneByteOver", { u"flood-out 4194305"_qs, u"hang"_qs }, u"The provider response was too large."_qs },
+    RunCase { "overLimitOnStderr", { u"ignore-term"_qs, u"flood-err 4194400"_qs, u"hang"_qs },
+        u"The provider response was too large."_qs });
 
 TEST(ManagedRun, PromptGoesOnStandardInputNeverAsAnArgument)
 {
@@ -95,17 +92,11 @@ TEST(ManagedRun, CancellationTerminatesTheChildAndRemovesItsFolder)
     peers.script({ u"hang"_qs });
     ManagedCLIProcess process(60s);
     const CLIInvocation invocation = fakeInvocation(peers);
-    bool cancelled = false;
-    auto handle = spawn([](ManagedCLIProcess* p, CLIInvocation i, bool* c) -> Task<void> {
-        try {
-            co_await p->runToCompletion(i, u"x"_qs);
-        } catch (const CancellationError&) {
-            *c = true;
-        }
-    }(&process, invocation, &cancelled));
+    QString result;
+    TaskHandle handle = spawnOutcome(process.runToCompletion(invocation, u"x"_qs), &result);
     ASSERT_TRUE(runUntil([&] { return !peers.starts().isEmpty(); }));
     handle.cancel();
-    ASSERT_TRUE(runUntil([&] { return cancelled; }));
+    ASSERT_TRUE(runUntil([&] { return result == u"The operation was cancelled."_qs; }));
     EXPECT_FALSE(QFileInfo::exists(invocation.workingDirectory));
     EXPECT_TRUE(runUntil([&] { return AgentPeers::isGone(peers.starts().value(0)[u"pid"_qs].toInteger()); }));
 }

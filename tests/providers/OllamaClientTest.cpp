@@ -56,12 +56,10 @@ TEST_F(OllamaClientTest, WhitespaceOnlyStreamIsEmptyAfterPreviews)
     EXPECT_EQ(previews.size(), 2);
 }
 
-struct FailureCase {
-    const char* name;
+struct FailureCase : NamedRow {
     std::function<FakeResponse()> response;
     QString expected;
 };
-BRINDLET_PRINT_CASE_NAME(FailureCase)
 
 class OllamaStreamFailures : public OllamaClientTest, public ::testing::WithParamInterface<FailureCase> { };
 
@@ -73,62 +71,56 @@ TEST_P(OllamaStreamFailures, GiveTheExactWords)
 
 const QString decodeFailure = u"The data couldn’t be read because it isn’t in the correct format."_qs;
 
-INSTANTIATE_TEST_SUITE_P(Ollama, OllamaStreamFailures,
-    ::testing::Values(
-        FailureCase { "doneStopsReading",
-            [] {
-                return FakeResponse::lines({ "{\"response\":\"A\",\"done\":true}", "{\"response\":\"B\"}" });
-            },
-            u"ok:A"_qs },
-        FailureCase { "noDoneLineGivesWhatCame",
-            [] {
-                return FakeResponse::stream({ u"partial "_qs, u"answer"_qs }, 0ms, false);
-            },
-            u"ok:partial answer"_qs },
-        FailureCase { "emptyErrorAndNullsAreNoFailure",
-            [] {
-                return FakeResponse::lines({ "{\"response\":\"ok\",\"error\":\"\",\"done\":null}", "{\"done\":true}" });
-            },
-            u"ok:ok"_qs },
-        FailureCase { "serverError", [] { return FakeResponse::json(500, "{\"error\":\"boom\"}"); },
-            u"Ollama could not complete the request."_qs },
-        FailureCase { "otherSuccessStatus",
-            [] { return FakeResponse::json(201, "{\"response\":\"x\",\"done\":true}"); },
-            u"Ollama could not complete the request."_qs },
-        FailureCase { "notFound", [] { return FakeResponse::json(404, "{\"error\":\"model 'x' not found\"}"); },
-            u"Ollama could not complete the request."_qs },
-        FailureCase { "errorLineMidStream",
-            [] {
-                return FakeResponse::lines(
-                    { "{\"response\":\"a\"}", "{\"error\":\"model requires more system memory\"}" });
-            },
-            u"model requires more system memory"_qs },
-        FailureCase { "badJson",
-            [] {
-                return FakeResponse::lines({ "{\"response\":\"a\"}", "not json" });
-            },
-            decodeFailure },
-        FailureCase { "wrongType", [] { return FakeResponse::lines({ "{\"response\":5}" }); }, decodeFailure },
-        FailureCase { "doneNotBoolean", [] { return FakeResponse::lines({ "{\"response\":\"a\",\"done\":\"yes\"}" }); },
-            decodeFailure },
-        FailureCase { "invalidUtf8", [] { return FakeResponse::lines({ "{\"response\":\"\xff\xfe\"}" }); },
-            u"Ollama returned an invalid streaming response."_qs },
-        FailureCase { "droppedMidStream",
-            [] {
-                FakeResponse response = FakeResponse::stream({ u"half"_qs }, 0ms, false);
-                response.dropAfterChunks = true;
-                return response;
-            },
-            u"Connection closed"_qs }),
-    [](const auto& testCase) { return std::string(testCase.param.name); });
+BRINDLET_ROWS(Ollama, OllamaStreamFailures,
+    FailureCase { "doneStopsReading",
+        [] {
+            return FakeResponse::lines({ "{\"response\":\"A\",\"done\":true}", "{\"response\":\"B\"}" });
+        },
+        u"ok:A"_qs },
+    FailureCase { "noDoneLineGivesWhatCame",
+        [] {
+            return FakeResponse::stream({ u"partial "_qs, u"answer"_qs }, 0ms, false);
+        },
+        u"ok:partial answer"_qs },
+    FailureCase { "emptyErrorAndNullsAreNoFailure",
+        [] {
+            return FakeResponse::lines({ "{\"response\":\"ok\",\"error\":\"\",\"done\":null}", "{\"done\":true}" });
+        },
+        u"ok:ok"_qs },
+    FailureCase { "serverError", [] { return FakeResponse::json(500, "{\"error\":\"boom\"}"); },
+        u"Ollama could not complete the request."_qs },
+    FailureCase { "otherSuccessStatus", [] { return FakeResponse::json(201, "{\"response\":\"x\",\"done\":true}"); },
+        u"Ollama could not complete the request."_qs },
+    FailureCase { "notFound", [] { return FakeResponse::json(404, "{\"error\":\"model 'x' not found\"}"); },
+        u"Ollama could not complete the request."_qs },
+    FailureCase { "errorLineMidStream",
+        [] {
+            return FakeResponse::lines({ "{\"response\":\"a\"}", "{\"error\":\"model requires more system memory\"}" });
+        },
+        u"model requires more system memory"_qs },
+    FailureCase { "badJson",
+        [] {
+            return FakeResponse::lines({ "{\"response\":\"a\"}", "not json" });
+        },
+        decodeFailure },
+    FailureCase { "wrongType", [] { return FakeResponse::lines({ "{\"response\":5}" }); }, decodeFailure },
+    FailureCase { "doneNotBoolean", [] { return FakeResponse::lines({ "{\"response\":\"a\",\"done\":\"yes\"}" }); },
+        decodeFailure },
+    FailureCase { "invalidUtf8", [] { return FakeResponse::lines({ "{\"response\":\"\xff\xfe\"}" }); },
+        u"Ollama returned an invalid streaming response."_qs },
+    FailureCase { "droppedMidStream",
+        [] {
+            FakeResponse response = FakeResponse::stream({ u"half"_qs }, 0ms, false);
+            response.dropAfterChunks = true;
+            return response;
+        },
+        u"Connection closed"_qs });
 
-struct AddressCase {
-    const char* name;
+struct AddressCase : NamedRow {
     QString url;
     QString model;
     QString expected; // "ok:ok" when the request reaches the server
 };
-BRINDLET_PRINT_CASE_NAME(AddressCase)
 
 class OllamaAddresses : public OllamaClientTest, public ::testing::WithParamInterface<AddressCase> { };
 
@@ -144,18 +136,17 @@ TEST_P(OllamaAddresses, AreValidatedBeforeAnyRequest)
 
 const QString invalidURL = u"The provider address must be a valid HTTP or HTTPS URL."_qs;
 
-INSTANTIATE_TEST_SUITE_P(Ollama, OllamaAddresses,
-    ::testing::Values(AddressCase { "modelCheckComesFirst", u"ftp://nowhere"_qs, u""_qs,
-                          u"Choose an installed Ollama model in Settings."_qs },
-        AddressCase { "ftpScheme", u"ftp://127.0.0.1:PORT"_qs, u"m"_qs, invalidURL },
-        AddressCase { "hostAndPortWithoutScheme", u"127.0.0.1:PORT"_qs, u"m"_qs, invalidURL },
-        AddressCase { "noHost", u"http://"_qs, u"m"_qs, invalidURL },
-        AddressCase { "garbage", u"not a url at all"_qs, u"m"_qs, invalidURL },
-        AddressCase { "capitalSchemePasses", u"HTTP://127.0.0.1:PORT"_qs, u"m"_qs, u"ok:ok"_qs },
-        AddressCase { "localhostPasses", u"http://localhost:PORT/"_qs, u"m"_qs, u"ok:ok"_qs },
-        // Nothing listens there: the platform's words.
-        AddressCase { "closedPort", u"http://127.0.0.1:CLOSED"_qs, u"m"_qs, u"Connection refused"_qs }),
-    [](const auto& testCase) { return std::string(testCase.param.name); });
+BRINDLET_ROWS(Ollama, OllamaAddresses,
+    AddressCase {
+        "modelCheckComesFirst", u"ftp://nowhere"_qs, u""_qs, u"Choose an installed Ollama model in Settings."_qs },
+    AddressCase { "ftpScheme", u"ftp://127.0.0.1:PORT"_qs, u"m"_qs, invalidURL },
+    AddressCase { "hostAndPortWithoutScheme", u"127.0.0.1:PORT"_qs, u"m"_qs, invalidURL },
+    AddressCase { "noHost", u"http://"_qs, u"m"_qs, invalidURL },
+    AddressCase { "garbage", u"not a url at all"_qs, u"m"_qs, invalidURL },
+    AddressCase { "capitalSchemePasses", u"HTTP://127.0.0.1:PORT"_qs, u"m"_qs, u"ok:ok"_qs },
+    AddressCase { "localhostPasses", u"http://localhost:PORT/"_qs, u"m"_qs, u"ok:ok"_qs },
+    // Nothing listens there: the platform's words.
+    AddressCase { "closedPort", u"http://127.0.0.1:CLOSED"_qs, u"m"_qs, u"Connection refused"_qs });
 
 TEST(OllamaEndpoint, KeepsABasePathAndAddsOneSlash)
 {

@@ -65,13 +65,11 @@ QStringList scriptFor(ProviderKind kind, const QStringList& lines)
     return script + lines;
 }
 
-struct ClientRow {
-    const char* name;
+struct ClientRow : NamedRow {
     ProviderKind kind;
     QStringList lines;
     QString expected; // "ok:" and the answer, or the failure's sentence
 };
-BRINDLET_PRINT_CASE_NAME(ClientRow)
 
 class WarmClients : public ::testing::TestWithParam<ClientRow> {
 protected:
@@ -116,53 +114,50 @@ TEST_P(WarmClients, AnswerOrGiveTheProgramsReasonAndLeaveNothingBehind)
 
 const QString longText(65'536, u'a');
 
-INSTANTIATE_TEST_SUITE_P(Agents, WarmClients,
-    ::testing::Values(
-        ClientRow { "cursorStreams", ProviderKind::cursor,
-            { uR"(out {"type":"system","subtype":"init","model":"GPT-5 Fast","permissionMode":"default"})"_qs,
-                cursorDelta(u"Hi"_qs), cursorDelta(u" there!"_qs),
-                uR"(out {"type":"assistant","message":{"role":"assistant","content":[{"type":"text","text":"Hi there!"}]},"model_call_id":"m1","timestamp_ms":1})"_qs,
-                uR"(out {"type":"result","subtype":"success","is_error":false,"result":"Hi there!","duration_ms":812})"_qs },
-            u"ok:Hi there!"_qs },
-        ClientRow { "geminiStreams", ProviderKind::gemini,
-            { uR"(out {"type":"init","timestamp":"2026-11-22T20:12:43.123Z","session_id":"b3","model":"flash-lite"})"_qs,
-                uR"(out {"type":"message","role":"user","content":"Say hi\n"})"_qs, geminiDelta(u"Hi"_qs),
-                geminiDelta(u" there!"_qs),
-                uR"(out {"type":"result","status":"success","stats":{"total_tokens":15}})"_qs },
-            u"ok:Hi there!"_qs },
-        ClientRow { "claudeNotSignedIn", ProviderKind::claude,
-            { uR"(out {"type":"result","subtype":"success","is_error":true,"result":"Not logged in · Please run /login"})"_qs },
-            u"Not logged in · Please run /login"_qs },
-        ClientRow { "cursorNotSignedIn", ProviderKind::cursor,
-            { u"err Error: Authentication required. Please run 'cursor-agent login' first."_qs, u"exit 1"_qs },
-            u"Error: Authentication required. Please run 'cursor-agent login' first."_qs },
-        ClientRow { "geminiNotSignedIn", ProviderKind::gemini,
-            { u"err Error authenticating: FatalAuthenticationError: Manual authorization is required but the current session is non-interactive."_qs,
-                u"exit 41"_qs },
-            u"Error authenticating: FatalAuthenticationError: Manual authorization is required but the current session is non-interactive."_qs },
-        ClientRow { "claudeWhitespaceFinal", ProviderKind::claude,
-            { claudeDelta(u"Hi"_qs),
-                uR"(out {"type":"result","subtype":"success","is_error":false,"result":"  \n "})"_qs, u"hang"_qs },
-            u"The provider returned an empty response."_qs },
-        ClientRow { "cursorCrash", ProviderKind::cursor, { cursorDelta(u"Hi"_qs), u"crash"_qs },
-            u"The CLI process ended unexpectedly."_qs },
-        ClientRow { "cursorHang", ProviderKind::cursor, { u"hang"_qs },
-            u"The provider did not respond within two minutes."_qs },
-        ClientRow { "cursorGarbageAndALongLine", ProviderKind::cursor,
-            { u"out not json at all"_qs, u"hex ff fe 0a"_qs, uR"(out {"type":7})"_qs, cursorDelta(longText),
-                uR"(out {"type":"result","subtype":"success","is_error":false,"result":"ok"})"_qs },
-            u"ok:ok"_qs },
-        ClientRow { "geminiGarbageAndALongLine", ProviderKind::gemini,
-            { u"out Ripgrep is not available."_qs, u"hex ff fe 0a"_qs, geminiDelta(longText),
-                uR"(out {"type":"result","status":"success"})"_qs },
-            u"ok:"_qs + longText },
-        ClientRow { "geminiToolUse", ProviderKind::gemini,
-            { uR"(out {"type":"tool_use","tool_name":"read_file","tool_id":"read_file__1","parameters":{}})"_qs,
-                u"hang"_qs },
-            u"Gemini attempted to use a tool that Brindlet disables for text-only requests."_qs },
-        ClientRow { "geminiSuccessWithoutText", ProviderKind::gemini,
-            { uR"(out {"type":"result","status":"success"})"_qs }, u"The provider returned an empty response."_qs }),
-    [](const auto& row) { return std::string(row.param.name); });
+BRINDLET_ROWS(Agents, WarmClients,
+    ClientRow { "cursorStreams", ProviderKind::cursor,
+        { uR"(out {"type":"system","subtype":"init","model":"GPT-5 Fast","permissionMode":"default"})"_qs,
+            cursorDelta(u"Hi"_qs), cursorDelta(u" there!"_qs),
+            uR"(out {"type":"assistant","message":{"role":"assistant","content":[{"type":"text","text":"Hi there!"}]},"model_call_id":"m1","timestamp_ms":1})"_qs,
+            uR"(out {"type":"result","subtype":"success","is_error":false,"result":"Hi there!","duration_ms":812})"_qs },
+        u"ok:Hi there!"_qs },
+    ClientRow { "geminiStreams", ProviderKind::gemini,
+        { uR"(out {"type":"init","timestamp":"2026-11-22T20:12:43.123Z","session_id":"b3","model":"flash-lite"})"_qs,
+            uR"(out {"type":"message","role":"user","content":"Say hi\n"})"_qs, geminiDelta(u"Hi"_qs),
+            geminiDelta(u" there!"_qs), uR"(out {"type":"result","status":"success","stats":{"total_tokens":15}})"_qs },
+        u"ok:Hi there!"_qs },
+    ClientRow { "claudeNotSignedIn", ProviderKind::claude,
+        { uR"(out {"type":"result","subtype":"success","is_error":true,"result":"Not logged in · Please run /login"})"_qs },
+        u"Not logged in · Please run /login"_qs },
+    ClientRow { "cursorNotSignedIn", ProviderKind::cursor,
+        { u"err Error: Authentication required. Please run 'cursor-agent login' first."_qs, u"exit 1"_qs },
+        u"Error: Authentication required. Please run 'cursor-agent login' first."_qs },
+    ClientRow { "geminiNotSignedIn", ProviderKind::gemini,
+        { u"err Error authenticating: FatalAuthenticationError: Manual authorization is required but the current session is non-interactive."_qs,
+            u"exit 41"_qs },
+        u"Error authenticating: FatalAuthenticationError: Manual authorization is required but the current session is non-interactive."_qs },
+    ClientRow { "claudeWhitespaceFinal", ProviderKind::claude,
+        { claudeDelta(u"Hi"_qs), uR"(out {"type":"result","subtype":"success","is_error":false,"result":"  \n "})"_qs,
+            u"hang"_qs },
+        u"The provider returned an empty response."_qs },
+    ClientRow { "cursorCrash", ProviderKind::cursor, { cursorDelta(u"Hi"_qs), u"crash"_qs },
+        u"The CLI process ended unexpectedly."_qs },
+    ClientRow {
+        "cursorHang", ProviderKind::cursor, { u"hang"_qs }, u"The provider did not respond within two minutes."_qs },
+    ClientRow { "cursorGarbageAndALongLine", ProviderKind::cursor,
+        { u"out not json at all"_qs, u"hex ff fe 0a"_qs, uR"(out {"type":7})"_qs, cursorDelta(longText),
+            uR"(out {"type":"result","subtype":"success","is_error":false,"result":"ok"})"_qs },
+        u"ok:ok"_qs },
+    ClientRow { "geminiGarbageAndALongLine", ProviderKind::gemini,
+        { u"out Ripgrep is not available."_qs, u"hex ff fe 0a"_qs, geminiDelta(longText),
+            uR"(out {"type":"result","status":"success"})"_qs },
+        u"ok:"_qs + longText },
+    ClientRow { "geminiToolUse", ProviderKind::gemini,
+        { uR"(out {"type":"tool_use","tool_name":"read_file","tool_id":"read_file__1","parameters":{}})"_qs,
+            u"hang"_qs },
+        u"Gemini attempted to use a tool that Brindlet disables for text-only requests."_qs },
+    ClientRow { "geminiSuccessWithoutText", ProviderKind::gemini, { uR"(out {"type":"result","status":"success"})"_qs },
+        u"The provider returned an empty response."_qs });
 
 // What each program's lines mean, where the rules are each program's own.
 TEST(AgentLines, AreReadAsEachProgramMeansThem)

@@ -17,13 +17,11 @@ struct Expected {
     std::optional<std::int64_t> rangeLength;
 };
 
-struct CaptureCase {
-    const char* name;
+struct CaptureCase : NamedRow {
     std::function<void(DesktopScene&)> build;
     std::optional<Expected> interactive; // nullopt: no snapshot
     bool passiveToo = true; // a passive capture gives the same; otherwise it gives none
 };
-BRINDLET_PRINT_CASE_NAME(CaptureCase)
 
 class Capture : public ::testing::TestWithParam<CaptureCase> { };
 
@@ -62,72 +60,70 @@ void readOnly(SimElement& field)
 
 const Expected world { u"world"_qs, true, 5 };
 
-INSTANTIATE_TEST_SUITE_P(Selection, Capture,
-    ::testing::Values(CaptureCase { "editorSelection", inEditor(u"Hello world"_qs, { 6, 5 }), world },
-        CaptureCase { "editorCursor", inEditor(u"Hello"_qs, { 5, 0 }), Expected { std::nullopt, true, 0 }, false },
-        CaptureCase { "readOnlyCursor", inEditor(u"Hello"_qs, { 2, 0 }, readOnly), std::nullopt },
-        CaptureCase {
-            "readOnlySelection", inEditor(u"Hello world"_qs, { 6, 5 }, readOnly), Expected { u"world"_qs, false, 5 } },
-        CaptureCase { "blanksOnly", inEditor(u"a  \t b"_qs, { 1, 4 }), std::nullopt },
-        CaptureCase { "objectReplacementOnly", inEditor(u"\uFFFC\uFFFC"_qs, { 0, 2 }), std::nullopt },
-        CaptureCase { "marksAndFormatOnly", inEditor(u"\u0301\u200B"_qs, { 0, 2 }), std::nullopt },
-        CaptureCase { "emojiCounts", inEditor(u"hi 😀"_qs, { 3, 2 }), Expected { u"😀"_qs, true, 2 } },
-        CaptureCase { "selectedTextEmptyButRangeReadable",
-            inEditor(u"Hello world"_qs, { 0, 5 },
-                [](SimElement& field) { field.wrongKindReads[AXAttribute::selectedText] = QString(); }),
-            Expected { u"Hello"_qs, true, 5 } },
-        CaptureCase { "rangeOfWrongKindIsNoRange",
-            inEditor(u"Hello world"_qs, { 6, 5 },
-                [](SimElement& field) { field.wrongKindReads[AXAttribute::selectedTextRange] = u"6,5"_qs; }),
-            Expected { u"world"_qs, false, std::nullopt } },
-        CaptureCase { "focusOfWrongKind",
-            [](auto& s) {
-                s.editor(u"Hello world"_qs, { 6, 5 });
-                s.desktop.application(501).element->wrongKindReads[AXAttribute::focusedUIElement] = u"x"_qs;
-            },
-            std::nullopt },
-        CaptureCase { "ancestorWebArea",
-            [](auto& s) {
-                s.browser().webArea->selection = { 2, 4 };
-            },
-            Expected { u"page"_qs, false, 4 } },
-        CaptureCase { "textMarkersOnly",
-            [](auto& s) {
-                auto b = s.browser();
-                b.webArea->isText = false;
-                b.webArea->markerSelection = u"otters"_qs;
-            },
-            Expected { u"otters"_qs, false, std::nullopt } },
-        CaptureCase { "addressBarOnlyWhenAskedFor",
-            [](auto& s) {
-                auto b = s.browser();
-                b.addressBar->selection = { 0, 21 };
-                b.app->focus(b.addressBar);
-            },
-            Expected { u"https://example.test/"_qs, true, 21 }, false },
-        CaptureCase { "addressBarOfUnlistedBrowserPasses",
-            [](auto& s) {
-                auto b = s.browser(u"com.example.otherbrowser"_qs);
-                b.addressBar->selection = { 8, 7 };
-                b.app->focus(b.addressBar);
-            },
-            Expected { u"example"_qs, true, 7 } },
-        CaptureCase { "fieldInsidePagePasses",
-            [](auto& s) {
-                auto b = s.browser(u"com.google.Chrome"_qs);
-                auto field = s.desktop.addText(b.webArea, AXRole::textField, u"search me"_qs, { 0, 6 });
-                field->identifier = u"omnibox"_qs;
-                b.app->focus(field);
-            },
-            Expected { u"search"_qs, true, 6 } },
-        CaptureCase { "parentThatLoops",
-            inEditor(u"Hello world"_qs, { 0, 0 },
-                [](SimElement& field) {
-                    field.parentOverride = field.weak_from_this();
-                    field.selectedTextSettable = false;
-                }),
-            std::nullopt }),
-    [](const auto& testCase) { return std::string(testCase.param.name); });
+BRINDLET_ROWS(Selection, Capture, CaptureCase { "editorSelection", inEditor(u"Hello world"_qs, { 6, 5 }), world },
+    CaptureCase { "editorCursor", inEditor(u"Hello"_qs, { 5, 0 }), Expected { std::nullopt, true, 0 }, false },
+    CaptureCase { "readOnlyCursor", inEditor(u"Hello"_qs, { 2, 0 }, readOnly), std::nullopt },
+    CaptureCase {
+        "readOnlySelection", inEditor(u"Hello world"_qs, { 6, 5 }, readOnly), Expected { u"world"_qs, false, 5 } },
+    CaptureCase { "blanksOnly", inEditor(u"a  \t b"_qs, { 1, 4 }), std::nullopt },
+    CaptureCase { "objectReplacementOnly", inEditor(u"\uFFFC\uFFFC"_qs, { 0, 2 }), std::nullopt },
+    CaptureCase { "marksAndFormatOnly", inEditor(u"\u0301\u200B"_qs, { 0, 2 }), std::nullopt },
+    CaptureCase { "emojiCounts", inEditor(u"hi 😀"_qs, { 3, 2 }), Expected { u"😀"_qs, true, 2 } },
+    CaptureCase { "selectedTextEmptyButRangeReadable",
+        inEditor(u"Hello world"_qs, { 0, 5 },
+            [](SimElement& field) { field.wrongKindReads[AXAttribute::selectedText] = QString(); }),
+        Expected { u"Hello"_qs, true, 5 } },
+    CaptureCase { "rangeOfWrongKindIsNoRange",
+        inEditor(u"Hello world"_qs, { 6, 5 },
+            [](SimElement& field) { field.wrongKindReads[AXAttribute::selectedTextRange] = u"6,5"_qs; }),
+        Expected { u"world"_qs, false, std::nullopt } },
+    CaptureCase { "focusOfWrongKind",
+        [](auto& s) {
+            s.editor(u"Hello world"_qs, { 6, 5 });
+            s.desktop.application(501).element->wrongKindReads[AXAttribute::focusedUIElement] = u"x"_qs;
+        },
+        std::nullopt },
+    CaptureCase { "ancestorWebArea",
+        [](auto& s) {
+            s.browser().webArea->selection = { 2, 4 };
+        },
+        Expected { u"page"_qs, false, 4 } },
+    CaptureCase { "textMarkersOnly",
+        [](auto& s) {
+            auto b = s.browser();
+            b.webArea->isText = false;
+            b.webArea->markerSelection = u"otters"_qs;
+        },
+        Expected { u"otters"_qs, false, std::nullopt } },
+    CaptureCase { "addressBarOnlyWhenAskedFor",
+        [](auto& s) {
+            auto b = s.browser();
+            b.addressBar->selection = { 0, 21 };
+            b.app->focus(b.addressBar);
+        },
+        Expected { u"https://example.test/"_qs, true, 21 }, false },
+    CaptureCase { "addressBarOfUnlistedBrowserPasses",
+        [](auto& s) {
+            auto b = s.browser(u"com.example.otherbrowser"_qs);
+            b.addressBar->selection = { 8, 7 };
+            b.app->focus(b.addressBar);
+        },
+        Expected { u"example"_qs, true, 7 } },
+    CaptureCase { "fieldInsidePagePasses",
+        [](auto& s) {
+            auto b = s.browser(u"com.google.Chrome"_qs);
+            auto field = s.desktop.addText(b.webArea, AXRole::textField, u"search me"_qs, { 0, 6 });
+            field->identifier = u"omnibox"_qs;
+            b.app->focus(field);
+        },
+        Expected { u"search"_qs, true, 6 } },
+    CaptureCase { "parentThatLoops",
+        inEditor(u"Hello world"_qs, { 0, 0 },
+            [](SimElement& field) {
+                field.parentOverride = field.weak_from_this();
+                field.selectedTextSettable = false;
+            }),
+        std::nullopt });
 
 TEST(CaptureGuards, NeverReadOwnWindowsOrWithoutPermission)
 {
@@ -161,13 +157,11 @@ TEST(CaptureDetails, NamesTargetsAndMetadata)
     EXPECT_EQ(snapshot->target->processID, 601);
 }
 
-struct BoundsCase {
-    const char* name;
+struct BoundsCase : NamedRow {
     std::optional<QPointF> pointer;
     std::function<void(SimElementPtr&)> fault;
     std::optional<Rect> expected;
 };
-BRINDLET_PRINT_CASE_NAME(BoundsCase)
 
 class CaptureBounds : public ::testing::TestWithParam<BoundsCase> { };
 
@@ -186,18 +180,15 @@ TEST_P(CaptureBounds, AnchorAtTheEdgeNearestThePointer)
 const Rect firstChar { 148, 200, 8, 16 }, lastChar { 180, 200, 8, 16 }, wholeRange { 148, 200, 40, 16 };
 const auto noFault = [](SimElementPtr&) {};
 
-INSTANTIATE_TEST_SUITE_P(Selection, CaptureBounds,
-    ::testing::Values(BoundsCase { "pointerNearFirst", QPointF(140, 205), noFault, firstChar },
-        BoundsCase { "pointerNearLast", QPointF(200, 205), noFault, lastChar },
-        BoundsCase { "tieGoesToLast", QPointF(168, 208), noFault, lastChar },
-        BoundsCase { "noPointerTakesLast", std::nullopt, noFault, lastChar },
-        BoundsCase { "edgesUnreadableKeepWholeRange", QPointF(140, 205),
-            [](SimElementPtr& f) {
-                f->wrongKindReads[AXParameterizedAttribute::boundsForRange]
-                    = u"not a rect"_qs; // every range read fails
-            },
-            std::nullopt }),
-    [](const auto& testCase) { return std::string(testCase.param.name); });
+BRINDLET_ROWS(Selection, CaptureBounds, BoundsCase { "pointerNearFirst", QPointF(140, 205), noFault, firstChar },
+    BoundsCase { "pointerNearLast", QPointF(200, 205), noFault, lastChar },
+    BoundsCase { "tieGoesToLast", QPointF(168, 208), noFault, lastChar },
+    BoundsCase { "noPointerTakesLast", std::nullopt, noFault, lastChar },
+    BoundsCase { "edgesUnreadableKeepWholeRange", QPointF(140, 205),
+        [](SimElementPtr& f) {
+            f->wrongKindReads[AXParameterizedAttribute::boundsForRange] = u"not a rect"_qs; // every range read fails
+        },
+        std::nullopt });
 
 // ---- web sources and their caches ----
 

@@ -58,19 +58,6 @@ TEST_F(JsonFileDefaultsStoreTest, TypesSurviveARestart)
     EXPECT_TRUE(asideFiles().isEmpty());
 }
 
-TEST_F(JsonFileDefaultsStoreTest, TwoWritersNeverLoseEachOthersKeys)
-{
-    JsonFileDefaultsStore first(path());
-    JsonFileDefaultsStore second(path());
-    first.setObject(DefaultsValue(u"a"_qs), u"fromFirst"_qs);
-    second.setObject(DefaultsValue(u"b"_qs), u"fromSecond"_qs);
-    first.setBool(true, u"again"_qs);
-    JsonFileDefaultsStore reopened(path());
-    EXPECT_EQ(reopened.stringForKey(u"fromFirst"_qs), u"a"_qs);
-    EXPECT_EQ(reopened.stringForKey(u"fromSecond"_qs), u"b"_qs);
-    EXPECT_EQ(booleanValue(reopened.objectForKey(u"again"_qs)), true);
-}
-
 // The application keeps its settings in memory while brindlet-cli adds a preset to the file: once
 // the application takes it in, its own next save keeps the preset instead of writing over it.
 TEST_F(JsonFileDefaultsStoreTest, PresetsAnotherProgramStoredSurviveTheNextSave)
@@ -109,13 +96,11 @@ TEST_F(JsonFileDefaultsStoreTest, TwoProcessesWritingAtOnceKeepEveryKey)
     }
 }
 
-struct BrokenCase {
-    const char* name;
+struct BrokenCase : NamedRow {
     QByteArray content;
     QStringList readableKeys;
     bool originalStaysInPlace; // partly readable files stay until the next write
 };
-BRINDLET_PRINT_CASE_NAME(BrokenCase)
 
 class BrokenDefaultsFile : public JsonFileDefaultsStoreTest, public ::testing::WithParamInterface<BrokenCase> { };
 
@@ -140,16 +125,15 @@ TEST_P(BrokenDefaultsFile, IsSetAsideWithoutLosingReadableKeys)
     EXPECT_EQ(asideFiles().size(), 1); // a clean file is never put aside again
 }
 
-INSTANTIATE_TEST_SUITE_P(Defaults, BrokenDefaultsFile,
-    ::testing::Values(BrokenCase { "truncated", "{\"ollamaURL\":{\"string\":\"http://h\"},\"x\":{\"bo", {}, false },
-        BrokenCase { "notJson", "\x89PNG\r\n\x1a\n garbage", {}, false },
-        BrokenCase { "topLevelArray", "[1,2,3]", {}, false },
-        BrokenCase { "foreignEntries",
-            "{\"ollamaURL\":{\"string\":\"http://h\"},\"plist\":\"<dict/>\",\"n\":{\"integer\":1.5},"
-            "\"two\":{\"string\":\"a\",\"bool\":true},\"blob\":{\"data\":\"!!notbase64\"},"
-            "\"ok\":{\"bool\":false}}",
-            { u"ollamaURL"_qs, u"ok"_qs }, true }),
-    [](const auto& testCase) { return std::string(testCase.param.name); });
+BRINDLET_ROWS(Defaults, BrokenDefaultsFile,
+    BrokenCase { "truncated", "{\"ollamaURL\":{\"string\":\"http://h\"},\"x\":{\"bo", {}, false },
+    BrokenCase { "notJson", "\x89PNG\r\n\x1a\n garbage", {}, false },
+    BrokenCase { "topLevelArray", "[1,2,3]", {}, false },
+    BrokenCase { "foreignEntries",
+        "{\"ollamaURL\":{\"string\":\"http://h\"},\"plist\":\"<dict/>\",\"n\":{\"integer\":1.5},"
+        "\"two\":{\"string\":\"a\",\"bool\":true},\"blob\":{\"data\":\"!!notbase64\"},"
+        "\"ok\":{\"bool\":false}}",
+        { u"ollamaURL"_qs, u"ok"_qs }, true });
 
 TEST_F(JsonFileDefaultsStoreTest, UnwritableLocationKeepsValuesInMemory)
 {

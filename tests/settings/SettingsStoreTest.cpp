@@ -59,13 +59,11 @@ TEST(SettingsStore, AnyChangeAnnouncesAndRewritesTheWholeSetOnce)
     EXPECT_EQ(store.dataForKey(u"quickFixShortcut"_qs), QByteArray("{}"));
 }
 
-struct RepairCase {
-    const char* name;
+struct RepairCase : NamedRow {
     QString key;
     DefaultsValue stored;
     std::function<bool(const SettingsStore&)> loadedAsExpected;
 };
-BRINDLET_PRINT_CASE_NAME(RepairCase)
 
 class SettingsRepair : public ::testing::TestWithParam<RepairCase> { };
 
@@ -81,41 +79,37 @@ TEST_P(SettingsRepair, LoadsTheRepairedValueWithoutWriting)
 
 const auto quickFix = [](const SettingsStore& s) { return s.shortcut(GlobalHotKeyAction::quickFix); };
 
-INSTANTIATE_TEST_SUITE_P(Settings, SettingsRepair,
-    ::testing::Values(RepairCase { "unknownProvider", u"defaultProvider"_qs, DefaultsValue(u"openai"_qs),
-                          [](const auto& s) { return s.defaultProvider() == ProviderKind::ollama; } },
-        RepairCase { "knownProvider", u"defaultProvider"_qs, DefaultsValue(u"gemini"_qs),
-            [](const auto& s) { return s.defaultProvider() == ProviderKind::gemini; } },
-        RepairCase { "providerOfWrongType", u"defaultProvider"_qs, DefaultsValue(true),
-            [](const auto& s) { return s.defaultProvider() == ProviderKind::ollama; } },
-        RepairCase { "booleanAsString", u"analyticsEnabled"_qs, DefaultsValue(u"no"_qs),
-            [](const auto& s) { return s.analyticsEnabled(); } },
-        RepairCase { "storedFalse", u"analyticsEnabled"_qs, DefaultsValue(false),
-            [](const auto& s) { return !s.analyticsEnabled(); } },
-        RepairCase { "integerZeroIsFalse", u"showSelectionBubble"_qs, DefaultsValue(qint64(0)),
-            [](const auto& s) { return !s.showSelectionBubble(); } },
-        RepairCase { "integerTwoIsNotABoolean", u"hasCompletedOnboarding"_qs, DefaultsValue(qint64(2)),
-            [](const auto& s) { return !s.hasCompletedOnboarding(); } },
-        RepairCase { "urlOfWrongType", u"ollamaURL"_qs, DefaultsValue(2.5),
-            [](const auto& s) { return s.ollamaURL() == u"http://127.0.0.1:11434"_qs; } },
-        RepairCase { "clearedShortcut", u"quickFixShortcut"_qs, DefaultsValue(QByteArray("{}")),
-            [](const auto& s) { return !quickFix(s); } },
-        RepairCase { "nullShortcutIsCleared", u"quickFixShortcut"_qs, DefaultsValue(QByteArray("{\"shortcut\":null}")),
-            [](const auto& s) { return !quickFix(s); } },
-        RepairCase { "shortcutNotJson", u"quickFixShortcut"_qs, DefaultsValue(QByteArray("garbage")),
-            [](const auto& s) { return quickFix(s) == SettingsStore::defaultShortcut(GlobalHotKeyAction::quickFix); } },
-        RepairCase { "shortcutMissingLabel", u"quickFixShortcut"_qs,
-            DefaultsValue(QByteArray("{\"shortcut\":{\"keyCode\":1,\"modifiers\":8}}")),
-            [](const auto& s) { return quickFix(s) == SettingsStore::defaultShortcut(GlobalHotKeyAction::quickFix); } },
-        RepairCase { "shortcutAsString", u"quickFixShortcut"_qs, DefaultsValue(u"{}"_qs),
-            [](const auto& s) { return quickFix(s) == SettingsStore::defaultShortcut(GlobalHotKeyAction::quickFix); } },
-        RepairCase { "storedShortcut", u"quickFixShortcut"_qs,
-            DefaultsValue(QByteArray("{\"shortcut\":{\"keyCode\":0,\"modifiers\":10,\"keyLabel\":\"A\"}}")),
-            [](const auto& s) { return quickFix(s)->displayText() == u"⌥⌘A"_qs; } },
-        RepairCase { "oneBadPresetLosesAll", u"customPresets"_qs,
-            DefaultsValue(Preset::builtIns()[0].toJson().prepend('[').append(",{\"id\":1}]")),
-            [](const auto& s) { return s.customPresets().isEmpty(); } }),
-    [](const auto& testCase) { return std::string(testCase.param.name); });
+BRINDLET_ROWS(Settings, SettingsRepair,
+    RepairCase { "unknownProvider", u"defaultProvider"_qs, DefaultsValue(u"openai"_qs),
+        [](const auto& s) { return s.defaultProvider() == ProviderKind::ollama; } },
+    RepairCase { "knownProvider", u"defaultProvider"_qs, DefaultsValue(u"gemini"_qs),
+        [](const auto& s) { return s.defaultProvider() == ProviderKind::gemini; } },
+    RepairCase { "providerOfWrongType", u"defaultProvider"_qs, DefaultsValue(true),
+        [](const auto& s) { return s.defaultProvider() == ProviderKind::ollama; } },
+    RepairCase { "booleanAsString", u"analyticsEnabled"_qs, DefaultsValue(u"no"_qs),
+        [](const auto& s) { return s.analyticsEnabled(); } },
+    RepairCase { "storedFalse", u"analyticsEnabled"_qs, DefaultsValue(false),
+        [](const auto& s) { return !s.analyticsEnabled(); } },
+    RepairCase { "integerZeroIsFalse", u"showSelectionBubble"_qs, DefaultsValue(qint64(0)),
+        [](const auto& s) { return !s.showSelectionBubble(); } },
+    RepairCase { "integerTwoIsNotABoolean", u"hasCompletedOnboarding"_qs, DefaultsValue(qint64(2)),
+        [](const auto& s) { return !s.hasCompletedOnboarding(); } },
+    RepairCase { "urlOfWrongType", u"ollamaURL"_qs, DefaultsValue(2.5),
+        [](const auto& s) { return s.ollamaURL() == u"http://127.0.0.1:11434"_qs; } },
+    RepairCase { "clearedShortcut", u"quickFixShortcut"_qs, DefaultsValue(QByteArray("{}")),
+        [](const auto& s) { return !quickFix(s); } },
+    RepairCase { "nullShortcutIsCleared", u"quickFixShortcut"_qs, DefaultsValue(QByteArray("{\"shortcut\":null}")),
+        [](const auto& s) { return !quickFix(s); } },
+    RepairCase { "shortcutNotJson", u"quickFixShortcut"_qs, DefaultsValue(QByteArray("garbage")),
+        [](const auto& s) { return quickFix(s) == SettingsStore::defaultShortcut(GlobalHotKeyAction::quickFix); } },
+    RepairCase { "shortcutMissingLabel", u"quickFixShortcut"_qs,
+        DefaultsValue(QByteArray("{\"shortcut\":{\"keyCode\":1,\"modifiers\":8}}")),
+        [](const auto& s) { return quickFix(s) == SettingsStore::defaultShortcut(GlobalHotKeyAction::quickFix); } },
+    RepairCase { "shortcutAsString", u"quickFixShortcut"_qs, DefaultsValue(u"{}"_qs),
+        [](const auto& s) { return quickFix(s) == SettingsStore::defaultShortcut(GlobalHotKeyAction::quickFix); } },
+    RepairCase { "storedShortcut", u"quickFixShortcut"_qs,
+        DefaultsValue(QByteArray("{\"shortcut\":{\"keyCode\":0,\"modifiers\":10,\"keyLabel\":\"A\"}}")),
+        [](const auto& s) { return quickFix(s)->displayText() == u"⌥⌘A"_qs; } });
 
 TEST(SettingsStore, MalformedPresetsAreOverwrittenByTheNextSave)
 {

@@ -12,12 +12,10 @@ namespace {
 constexpr std::uint64_t control = KeyEvent::controlFlag, option = KeyEvent::optionFlag, shift = KeyEvent::shiftFlag,
                         command = KeyEvent::commandFlag;
 
-struct KeyCase {
-    const char* name;
+struct KeyCase : NamedRow {
     KeyEvent event;
     std::optional<QString> displayText;
 };
-BRINDLET_PRINT_CASE_NAME(KeyCase)
 
 class ShortcutFromKey : public ::testing::TestWithParam<KeyCase> { };
 
@@ -30,20 +28,18 @@ TEST_P(ShortcutFromKey, BuildsOrRefuses)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Shortcuts, ShortcutFromKey,
-    ::testing::Values(KeyCase { "shiftAloneIsRefused", { shift, 0, u"a"_qs }, std::nullopt },
-        KeyCase { "noModifiers", { 0, 0, u"a"_qs }, std::nullopt },
-        KeyCase { "optionLetter", { option, 0, u"a"_qs }, u"⌥A"_qs },
-        KeyCase { "commandSpaceFromTable", { command, 49, u" "_qs }, u"⌘Space"_qs },
-        KeyCase { "tableWinsOverCharacters", { control | shift, 36, u"\r"_qs }, u"⌃⇧Return"_qs },
-        KeyCase { "keypadEnterIsReturnToo", { command, 76, u"\u0003"_qs }, u"⌘Return"_qs },
-        KeyCase { "allModifiersInOrder", { command | shift | option | control, 123, std::nullopt }, u"⌃⌥⇧⌘←"_qs },
-        KeyCase { "charactersTrimmedAndUppercased", { control, 0, u" a "_qs }, u"⌃A"_qs },
-        KeyCase { "noCharactersNotInTable", { command, 10, std::nullopt }, std::nullopt },
-        KeyCase { "blankCharactersNotInTable", { command, 10, u" \n"_qs }, std::nullopt },
-        KeyCase { "otherFlagsIgnored", { command | 0x10000 | 0x800000, 40, u"k"_qs }, u"⌘K"_qs },
-        KeyCase { "forwardDelete", { option, 117, std::nullopt }, u"⌥⌦"_qs }),
-    [](const auto& testCase) { return std::string(testCase.param.name); });
+BRINDLET_ROWS(Shortcuts, ShortcutFromKey, KeyCase { "shiftAloneIsRefused", { shift, 0, u"a"_qs }, std::nullopt },
+    KeyCase { "noModifiers", { 0, 0, u"a"_qs }, std::nullopt },
+    KeyCase { "optionLetter", { option, 0, u"a"_qs }, u"⌥A"_qs },
+    KeyCase { "commandSpaceFromTable", { command, 49, u" "_qs }, u"⌘Space"_qs },
+    KeyCase { "tableWinsOverCharacters", { control | shift, 36, u"\r"_qs }, u"⌃⇧Return"_qs },
+    KeyCase { "keypadEnterIsReturnToo", { command, 76, u"\u0003"_qs }, u"⌘Return"_qs },
+    KeyCase { "allModifiersInOrder", { command | shift | option | control, 123, std::nullopt }, u"⌃⌥⇧⌘←"_qs },
+    KeyCase { "charactersTrimmedAndUppercased", { control, 0, u" a "_qs }, u"⌃A"_qs },
+    KeyCase { "noCharactersNotInTable", { command, 10, std::nullopt }, std::nullopt },
+    KeyCase { "blankCharactersNotInTable", { command, 10, u" \n"_qs }, std::nullopt },
+    KeyCase { "otherFlagsIgnored", { command | 0x10000 | 0x800000, 40, u"k"_qs }, u"⌘K"_qs },
+    KeyCase { "forwardDelete", { option, 117, std::nullopt }, u"⌥⌦"_qs });
 
 TEST(HotKeyShortcut, EqualityAndHashCoverTheKeyCode)
 {

@@ -93,14 +93,12 @@ TEST(TaskRuntime, SpawnStartsOnTheNextTurnNotInline)
     EXPECT_EQ(outcome.value, 3);
 }
 
-struct CancelCase {
-    const char* name;
+struct CancelCase : NamedRow {
     // When the cancel comes relative to the task's single await.
     enum When { beforeStart, whileWaiting, afterCompletion } when;
     bool expectCancelled;
     std::optional<int> expectValue;
 };
-BRINDLET_PRINT_CASE_NAME(CancelCase)
 
 class CancellationTiming : public ::testing::TestWithParam<CancelCase> { };
 
@@ -133,11 +131,9 @@ TEST_P(CancellationTiming, EndsAsExpected)
     EXPECT_TRUE(runUntil([&] { return handle.isFinished(); }));
 }
 
-INSTANTIATE_TEST_SUITE_P(Runtime, CancellationTiming,
-    ::testing::Values(CancelCase { "beforeStart", CancelCase::beforeStart, true, std::nullopt },
-        CancelCase { "whileWaiting", CancelCase::whileWaiting, true, std::nullopt },
-        CancelCase { "afterCompletion", CancelCase::afterCompletion, false, 5 }),
-    [](const auto& testCase) { return std::string(testCase.param.name); });
+BRINDLET_ROWS(Runtime, CancellationTiming, CancelCase { "beforeStart", CancelCase::beforeStart, true, std::nullopt },
+    CancelCase { "whileWaiting", CancelCase::whileWaiting, true, std::nullopt },
+    CancelCase { "afterCompletion", CancelCase::afterCompletion, false, 5 });
 
 TEST(TaskRuntime, CheckCancellationThrowsOnlyWhenCancelled)
 {

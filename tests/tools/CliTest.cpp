@@ -38,13 +38,11 @@ TEST(BrindletCli, PromptPrintsTheAssembledBytesExactly)
     EXPECT_EQ(run.out, assemblePrompt(u"French"_qs, Preset::builtIn(u"Translate"_qs), selection).toUtf8());
 }
 
-struct RefusalCase {
-    const char* name;
+struct RefusalCase : NamedRow {
     QStringList arguments;
     QByteArray expectedError;
     QByteArray input = {};
 };
-BRINDLET_PRINT_CASE_NAME(RefusalCase)
 
 class CliRefusals : public ::testing::TestWithParam<RefusalCase> { };
 
@@ -56,19 +54,17 @@ TEST_P(CliRefusals, ExplainAndExitWithUsage)
     EXPECT_TRUE(run.err.contains(GetParam().expectedError)) << run.err.toStdString();
 }
 
-INSTANTIATE_TEST_SUITE_P(Cli, CliRefusals,
-    ::testing::Values(
-        RefusalCase { "nothingToDo", { u"generate"_qs }, "Describe what you want Brindlet to write or do." },
-        RefusalCase { "unknownPreset", { u"prompt"_qs, u"--preset"_qs, u"fix writing"_qs },
-            "No preset is named \"fix writing\". Presets: Write, Summarize, Fix Writing" },
-        RefusalCase { "unknownProvider", { u"generate"_qs, u"--provider"_qs, u"gpt"_qs }, "unknown provider \"gpt\"" },
-        RefusalCase { "missingSelectionFile",
-            { u"prompt"_qs, u"--instruction"_qs, u"x"_qs, u"--selection"_qs, u"/nonexistent/file"_qs },
-            "Cannot read the selection from /nonexistent/file" },
-        RefusalCase { "noCommand", {}, "Usage:" },
-        RefusalCase { "selectionNotUtf8", { u"prompt"_qs, u"--instruction"_qs, u"x"_qs, u"--selection"_qs, u"-"_qs },
-            "brindlet-cli: The selection in - is not UTF-8 text.\n", "caf\xe9" }),
-    [](const auto& testCase) { return std::string(testCase.param.name); });
+BRINDLET_ROWS(Cli, CliRefusals,
+    RefusalCase { "nothingToDo", { u"generate"_qs }, "Describe what you want Brindlet to write or do." },
+    RefusalCase { "unknownPreset", { u"prompt"_qs, u"--preset"_qs, u"fix writing"_qs },
+        "No preset is named \"fix writing\". Presets: Write, Summarize, Fix Writing" },
+    RefusalCase { "unknownProvider", { u"generate"_qs, u"--provider"_qs, u"gpt"_qs }, "unknown provider \"gpt\"" },
+    RefusalCase { "missingSelectionFile",
+        { u"prompt"_qs, u"--instruction"_qs, u"x"_qs, u"--selection"_qs, u"/nonexistent/file"_qs },
+        "Cannot read the selection from /nonexistent/file" },
+    RefusalCase { "noCommand", {}, "Usage:" },
+    RefusalCase { "selectionNotUtf8", { u"prompt"_qs, u"--instruction"_qs, u"x"_qs, u"--selection"_qs, u"-"_qs },
+        "brindlet-cli: The selection in - is not UTF-8 text.\n", "caf\xe9" });
 
 TEST(BrindletCli, GenerateStreamsPreviewsAndPrintsTheTrimmedResult)
 {
