@@ -75,12 +75,15 @@ template <class T> T runTask(Task<T> task, std::chrono::milliseconds timeout = s
         return std::move(*outcome->value);
 }
 
-// What a task came to: "ok:" and its text ("ok" for other values), or the words of its error.
+// What a task came to: "ok:" and its text or number ("ok" for other values), or the words of
+// its error.
 template <class T> Task<QString> outcomeOf(Task<T> task)
 {
     try {
         if constexpr (std::is_same_v<T, QString>) {
             co_return QStringLiteral("ok:") + co_await task;
+        } else if constexpr (std::is_arithmetic_v<T>) {
+            co_return QStringLiteral("ok:") + QString::number(co_await task);
         } else {
             co_await task;
             co_return QStringLiteral("ok");
