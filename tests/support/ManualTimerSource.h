@@ -2,6 +2,7 @@
 
 #include "tasks/Runtime.h"
 
+#include <algorithm>
 #include <map>
 #include <utility>
 
@@ -28,16 +29,9 @@ public:
     void advance(Duration by)
     {
         const auto target = now_ + by;
-        for (;;) {
-            auto next = timers_.end();
-            for (auto it = timers_.begin(); it != timers_.end(); ++it) {
-                if (it->second.due <= target && (next == timers_.end() || it->second.due < next->second.due))
-                    next = it;
-            }
-            if (next == timers_.end())
-                break;
+        for (auto next = firstDue(); next != timers_.end() && next->second.due <= target; next = firstDue()) {
             now_ = std::max(now_, next->second.due);
-            auto fire = std::move(next->second.fire);
+            const auto fire = next->second.fire;
             timers_.erase(next);
             fire();
         }
@@ -47,13 +41,9 @@ public:
     // Jumps to the next timer that falls due and fires it; false when none is pending.
     bool advanceToNextDue()
     {
-        if (timers_.empty())
+        const auto next = firstDue();
+        if (next == timers_.end())
             return false;
-        auto next = timers_.begin();
-        for (auto it = timers_.begin(); it != timers_.end(); ++it) {
-            if (it->second.due < next->second.due)
-                next = it;
-        }
         advance(std::max(next->second.due - now_, Duration::zero()));
         return true;
     }
@@ -62,12 +52,8 @@ public:
     // The tolerance of the one pending timer that falls due first.
     Duration nextTolerance() const
     {
-        const Timer* first = nullptr;
-        for (const auto& [id, timer] : timers_) {
-            if (!first || timer.due < first->due)
-                first = &timer;
-        }
-        return first ? first->tolerance : Duration::zero();
+        const auto next = firstDue();
+        return next == timers_.end() ? Duration::zero() : next->second.tolerance;
     }
 
 private:
@@ -79,6 +65,13 @@ private:
     Clock::time_point now_ {};
     TimerID nextID_ = 1;
     std::map<TimerID, Timer> timers_;
+
+    // The pending timer that falls due first (the earliest scheduled among equals).
+    std::map<TimerID, Timer>::const_iterator firstDue() const
+    {
+        return std::min_element(
+            timers_.begin(), timers_.end(), [](const auto& a, const auto& b) { return a.second.due < b.second.due; });
+    }
 };
 
 } // namespace brindlet::test
