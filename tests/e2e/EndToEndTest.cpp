@@ -164,19 +164,4 @@ TEST_F(EndToEnd, DismissalDuringAPasteRestoresTheClipboardAndReportsNothing)
     EXPECT_EQ(h.analytics.typeNames().filter(u"DELIVERY"_qs), QStringList());
 }
 
-TEST_F(EndToEnd, SelectionChangedBeforeDeliveryLeavesTheDocumentAlone)
-{
-    reachReview();
-    field->value = u"Their going to the libary!"_qs; // edited in place: same range, other text
-    model.deliver();
-    ASSERT_TRUE(waitFor([&] { return !model.isDelivering(); }));
-    EXPECT_EQ(model.quickHUDPhase(), review);
-    EXPECT_EQ(
-        model.statusMessage(), u"The original selection or cursor changed. Brindlet did not alter the document."_qs);
-    EXPECT_EQ(field->value, u"Their going to the libary!"_qs);
-    EXPECT_EQ(field->writes, 0);
-    model.copyResult(); // the result is not lost
-    EXPECT_EQ(desktop.clipboardText(), u"They're going to the library."_qs);
-}
-
 } // namespace
