@@ -50,12 +50,8 @@ TEST_F(GuardedDelivery, ASelectionChangedSinceCaptureIsNotWritten)
         return desktop.accessibility().copyAttributeValue(field, AXAttribute::selectedText).as<QString>() == QString();
     }));
 
-    try {
-        runTask(selection.deliver(u"BETA"_qs, snapshot, DeliveryPreference::replace));
-        FAIL() << "delivered into a changed selection";
-    } catch (const SelectionError& error) {
-        EXPECT_EQ(error.kind(), SelectionError::Kind::targetChanged);
-    }
+    EXPECT_EQ(runOutcome(selection.deliver(u"BETA"_qs, snapshot, DeliveryPreference::replace)),
+        SelectionError(SelectionError::Kind::targetChanged).description());
     EXPECT_TRUE(editor.reportedTexts().isEmpty()) << editor.reportedTexts().join(u" | ").toStdString();
 }
 

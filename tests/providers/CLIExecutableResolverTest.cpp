@@ -1,6 +1,7 @@
 #include "providers/CLIExecutableResolver.h"
 #include "providers/CLIInvocation.h"
 #include "providers/ProviderError.h"
+#include "support/EventLoop.h"
 #include "support/Printers.h"
 
 #include <QDir>
@@ -74,12 +75,8 @@ TEST_F(Resolver, FindsCachesAndPassesOverStaleEntries)
     QFile::remove(first);
     const QString second = makeExecutable(u"b/claude"_qs);
     EXPECT_EQ(resolver({ { u"PATH"_qs, home.filePath(u"b"_qs) } }).resolve(u"claude"_qs), second);
-    try {
-        resolver({}, false).resolve(u"gemini"_qs);
-        ADD_FAILURE();
-    } catch (const ProviderError& error) {
-        EXPECT_EQ(error.description(), u"The gemini CLI is not installed or could not be found."_qs);
-    }
+    EXPECT_EQ(test::outcomeOfCall([&] { resolver({}, false).resolve(u"gemini"_qs); }),
+        u"The gemini CLI is not installed or could not be found."_qs);
 }
 
 TEST_F(Resolver, LoginShellAnswerIsTheLastPathLine)

@@ -65,6 +65,12 @@ QStringList scriptFor(ProviderKind kind, const QStringList& lines)
     return script + lines;
 }
 
+// One request, "Say hi", and what it came to.
+template <class Client> QString askOnce(Client& client, Duration timeout = 15s)
+{
+    return runOutcome(client.generate(u"Say hi"_qs, timeout, [](QString) { return finishedTask(); }), 20s);
+}
+
 struct ClientRow : NamedRow {
     ProviderKind kind;
     QStringList lines;
@@ -75,18 +81,13 @@ class WarmClients : public ::testing::TestWithParam<ClientRow> {
 protected:
     AgentPeers peers { { u"claude"_qs, u"cursor-agent"_qs, u"gemini"_qs } };
     std::unique_ptr<WarmWorkerClient> client = makeClient(GetParam().kind);
-
-    QString outcome(WarmWorkerClient& c, Duration timeout)
-    {
-        return runOutcome(c.generate(u"Say hi"_qs, timeout, [](QString) { return finishedTask(); }), 20s);
-    }
 };
 
 TEST_P(WarmClients, AnswerOrGiveTheProgramsReasonAndLeaveNothingBehind)
 {
     const ClientRow& row = GetParam();
     peers.script(scriptFor(row.kind, row.lines));
-    EXPECT_EQ(outcome(*client, 1s), row.expected);
+    EXPECT_EQ(askOnce(*client, 1s), row.expected);
     EXPECT_FALSE(client->isGenerating());
     // Every end replaces the worker; Gemini's next starts with its request.
     qint64 used = 0; // the first worker, which served the request (Cursor's model listing aside)
@@ -214,20 +215,22 @@ TEST(AgentWorkers, StartConfinedToTextWithTheRequestOnTheirInput)
         qunsetenv("CURSOR_API_KEY");
         qunsetenv("GEMINI_API_KEY");
     });
-    const auto ask = [](WarmWorkerClient& client) {
-        return runTask(client.generate(u"Say hi"_qs, 15s, [](QString) { return finishedTask(); }));
-    };
 
     peers.script(scriptFor(
         ProviderKind::cursor, { uR"(out {"type":"result","subtype":"success","is_error":false,"result":"Hi"})"_qs }));
     CursorWarmWorkerClient cursor;
-    EXPECT_EQ(ask(cursor), u"Hi"_qs);
-    EXPECT_EQ(ask(cursor), u"Hi"_qs);
-    QList<QJsonObject> workers;
-    for (const QJsonObject& start : peers.starts()) {
-        if (!start[u"arguments"_qs].toArray().contains(u"--list-models"_qs))
-            workers << start;
-    }
+    EXPECT_EQ(askOnce(cursor), u"ok:Hi"_qs);
+    EXPECT_EQ(askOnce(cursor), u"ok:Hi"_qs);
+    // The starts of one program that served requests (not Cursor's model listing).
+    const auto workersOf = [&](const QString& name) {
+        QList<QJsonObject> found;
+        for (const QJsonObject& start : peers.starts()) {
+            if (start[u"name"_qs] == name && !start[u"arguments"_qs].toArray().contains(u"--list-models"_qs))
+                found << start;
+        }
+        return found;
+    };
+    const QList<QJsonObject> workers = workersOf(u"cursor-agent"_qs);
     EXPECT_EQ(peers.starts().size() - workers.size(), 1); // the model is chosen once
     ASSERT_GE(workers.size(), 2);
     const QJsonArray arguments = workers[0][u"arguments"_qs].toArray();
@@ -238,21 +241,13 @@ TEST(AgentWorkers, StartConfinedToTextWithTheRequestOnTheirInput)
 
     peers.script(
         scriptFor(ProviderKind::gemini, { geminiDelta(u"Hi"_qs), uR"(out {"type":"result","status":"success"})"_qs }));
-    const auto geminiStarts = [&] {
-        QList<QJsonObject> starts;
-        for (const QJsonObject& start : peers.starts()) {
-            if (start[u"name"_qs] == u"gemini"_qs)
-                starts << start;
-        }
-        return starts;
-    };
     GeminiWarmWorkerClient gemini;
     runTask(gemini.prepare()); // Gemini would not wait for its input: nothing starts ahead
     runUntil([] { return false; }, 200ms);
-    EXPECT_TRUE(geminiStarts().isEmpty());
-    EXPECT_EQ(ask(gemini), u"Hi"_qs);
-    ASSERT_EQ(geminiStarts().size(), 1);
-    const QJsonObject start = geminiStarts().constFirst();
+    EXPECT_TRUE(workersOf(u"gemini"_qs).isEmpty());
+    EXPECT_EQ(askOnce(gemini), u"ok:Hi"_qs);
+    ASSERT_EQ(workersOf(u"gemini"_qs).size(), 1);
+    const QJsonObject start = workersOf(u"gemini"_qs).constFirst();
     EXPECT_EQ(peers.input(start[u"pid"_qs].toInteger()), "Say hi");
     const QJsonObject environment = start[u"environment"_qs].toObject();
     EXPECT_FALSE(environment.contains(u"GEMINI_API_KEY"_qs));
@@ -306,10 +301,6 @@ protected:
     CodexAppServerClient client;
     CodexServer() { qputenv("BRINDLET_SANDBOX_EXEC", SANDBOX_EXEC_PATH); }
     ~CodexServer() override { qunsetenv("BRINDLET_SANDBOX_EXEC"); }
-    QString outcome(Duration timeout = 5s)
-    {
-        return runOutcome(client.generate(u"Say hi"_qs, timeout, [](QString) { return finishedTask(); }), 20s);
-    }
     QList<QJsonObject> sent() const
     {
         QList<QJsonObject> messages;
@@ -338,9 +329,9 @@ TEST_F(CodexServer, ServesATurnAndPreparesTheNextThread)
         turn.insert(
             0, uR"(out {"method":"thread/status/changed","params":{"threadId":"T1"},"emittedAtMs":%1})"_qs.arg(i));
     peers.script(codexServer(turn));
-    EXPECT_EQ(outcome(), u"ok:Hi there!"_qs);
+    EXPECT_EQ(askOnce(client, 5s), u"ok:Hi there!"_qs);
     ASSERT_TRUE(runUntil([&] { return client.preparedThreadID() == u"T2"_qs; }, 5s));
-    EXPECT_EQ(outcome(), u"ok:Again"_qs);
+    EXPECT_EQ(askOnce(client, 5s), u"ok:Again"_qs);
     EXPECT_EQ(peers.starts().size(), 1);
 
     const QList<QJsonObject> messages = sent();
@@ -371,13 +362,13 @@ TEST_F(CodexServer, FailuresGiveTheServersWordsAndEndIt)
     };
     for (const auto& [turn, expected] : rows) {
         peers.script(codexServer(turn + QStringList { u"hang"_qs }));
-        EXPECT_EQ(outcome(1s), expected);
+        EXPECT_EQ(askOnce(client, 1s), expected);
         EXPECT_FALSE(client.server());
         EXPECT_FALSE(client.isGenerating());
     }
     // A reply that rejects the request.
     peers.script({ u"read-line"_qs, uR"(reply "error":{"code":-32600,"message":"Not initialized"})"_qs, u"hang"_qs });
-    EXPECT_EQ(outcome(1s), u"Not initialized"_qs);
+    EXPECT_EQ(askOnce(client, 1s), u"Not initialized"_qs);
     for (const qint64 pid : peers.processIDs())
         EXPECT_TRUE(runUntil([&] { return AgentPeers::isGone(pid); }, 5s)) << pid;
 }

@@ -209,22 +209,7 @@ TEST(DeferredHost, IsAskedForItsTreeUntilItAnswers)
     }
 }
 
-TEST(DeferredHost, SelectionIsFoundInTheWindowOnceTheTreeIsPublished)
-{
-    DesktopScene scene;
-    SimApplication& app = scene.deferredHost();
-    auto window = app.addWindow(u"Chat"_qs);
-    auto group = window->addChild(AXRole::group);
-    auto webArea = scene.desktop.addText(group, AXRole::webArea, u"Message from Ada"_qs, { 13, 3 });
-    // No focused element at all: only the window search can find it.
-    const auto snapshot = scene.service.capture(false);
-    ASSERT_TRUE(snapshot);
-    EXPECT_EQ(snapshot->text, u"Ada"_qs);
-    EXPECT_EQ(scene.desktop.resolve(snapshot->target->element), webArea);
-    EXPECT_FALSE(snapshot->target->focusedElement);
-}
-
-// A deferred host whose window holds `filler` plain elements ahead of a web area.
+// A deferred host whose window holds `filler` plain elements ahead of a group with a web area.
 struct LargeWindow {
     DesktopScene scene;
     SimApplication* app;
@@ -236,7 +221,8 @@ struct LargeWindow {
         window = app->addWindow(u"Docs"_qs);
         for (int i = 0; i < filler; ++i)
             window->addChild(AXRole::button);
-        webArea = scene.desktop.addText(window, AXRole::webArea, u"Quarterly numbers"_qs, { 0, 9 });
+        webArea = scene.desktop.addText(
+            window->addChild(AXRole::group), AXRole::webArea, u"Quarterly numbers"_qs, { 0, 9 });
     }
     int messagesFor(bool interactive = false)
     {
@@ -245,6 +231,17 @@ struct LargeWindow {
         return scene.desktop.accessibilityMessages - before;
     }
 };
+
+TEST(DeferredHost, SelectionIsFoundInTheWindowOnceTheTreeIsPublished)
+{
+    LargeWindow w(0);
+    // No focused element at all: only the window search can find it.
+    const auto snapshot = w.scene.service.capture(false);
+    ASSERT_TRUE(snapshot);
+    EXPECT_EQ(snapshot->text, u"Quarterly"_qs);
+    EXPECT_EQ(w.scene.desktop.resolve(snapshot->target->element), w.webArea);
+    EXPECT_FALSE(snapshot->target->focusedElement);
+}
 
 TEST(WindowSearchCache, SavesTheWalkItExistsToSave)
 {

@@ -97,7 +97,17 @@ template <class T> QString runOutcome(Task<T> task, std::chrono::milliseconds ti
 {
     return runTask(outcomeOf(std::move(task)), timeout);
 }
-// The same, for a task that runs on while the test acts: the words land in `into` at its end.
+// The words of what a call threw, or "ok" when it returned.
+inline QString outcomeOfCall(const std::function<void()>& call)
+{
+    try {
+        call();
+        return QStringLiteral("ok");
+    } catch (...) {
+        return describe(std::current_exception());
+    }
+}
+// The same as runOutcome, for a task that runs on while the test acts: the words land in `into` at its end.
 template <class T> TaskHandle spawnOutcome(Task<T> task, QString* into)
 {
     return spawn([](Task<QString> outcome, QString* target) -> Task<void> { *target = co_await outcome; }(
