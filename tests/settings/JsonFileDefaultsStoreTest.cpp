@@ -144,14 +144,4 @@ TEST_F(JsonFileDefaultsStoreTest, UnwritableLocationKeepsValuesInMemory)
     EXPECT_EQ(store.stringForKey(u"k"_qs), u"kept"_qs);
 }
 
-TEST(JsonFileDefaultsStorePath, FollowsXdgConfigHome)
-{
-    const QByteArray saved = qgetenv("XDG_CONFIG_HOME");
-    qputenv("XDG_CONFIG_HOME", "/tmp/cfg");
-    EXPECT_EQ(JsonFileDefaultsStore::standardPath(), u"/tmp/cfg/Brindlet/defaults.json"_qs);
-    qputenv("XDG_CONFIG_HOME", "relative/ignored");
-    EXPECT_EQ(JsonFileDefaultsStore::standardPath(), QDir::homePath() + u"/.config/Brindlet/defaults.json"_qs);
-    qputenv("XDG_CONFIG_HOME", saved);
-}
-
 } // namespace

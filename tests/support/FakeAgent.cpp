@@ -2,7 +2,7 @@
 // started under). It records how it was started and what it read, then plays a script.
 //
 //   FAKE_AGENT_RECORD_DIR  where to write <pid>.start (name, arguments, directory, environment),
-//                          <pid>.stdin (what it read) and <pid>.exit
+//                          and <pid>.stdin (what it read)
 //   FAKE_AGENT_SCRIPT      a file of commands, one a line:
 //       if-arg VALUE COMMAND            the command, only when VALUE is one of the arguments
 //       read-line | read-all            read one line, or all, of standard input
@@ -171,7 +171,5 @@ int main(int argc, char** argv)
             flood(stderr, std::stol(argument));
         }
     }
-    if (const std::string path = recordPath(".exit"); !path.empty())
-        std::ofstream(path) << "0\n";
     return 0;
 }
