@@ -93,6 +93,15 @@ const QString replaced = u"Replaced the selected text."_qs;
 const auto nothing = [](DeliveryScene&) {};
 const QStringList noKeys;
 const QStringList pasteChord { u"down pid=501"_qs, u"up pid=501"_qs };
+using Write = simulated::SimElement::WriteBehaviour;
+// The direct write is refused, so the delivery pastes; `more` arranges the rest.
+std::function<void(DeliveryScene&)> pasting(const std::function<void(DeliveryScene&)>& more = nothing)
+{
+    return [more](DeliveryScene& s) {
+        s.field->writeBehaviour = Write::refuses;
+        more(s);
+    };
+}
 using enum DeliveryPreference;
 
 BRINDLET_ROWS(Delivery, GuardedDelivery,
@@ -128,52 +137,33 @@ BRINDLET_ROWS(Delivery, GuardedDelivery,
         replace, Kind::targetChanged, u"Hello WRLD, again"_qs, std::nullopt, noKeys },
     DeliveryCase { "insertOverASelectionIsRefused", nothing, u"world"_qs, insert, Kind::targetChanged, original,
         std::nullopt, noKeys },
-    DeliveryCase { "writeChangesNothingSoPaste",
-        [](auto& s) { s.field->writeBehaviour = simulated::SimElement::WriteBehaviour::changesNothing; }, u"world"_qs,
-        replace, replaced, fixed, std::nullopt, pasteChord },
-    DeliveryCase { "writeRefusedSoPaste",
-        [](auto& s) { s.field->writeBehaviour = simulated::SimElement::WriteBehaviour::refuses; }, u"world"_qs, replace,
-        replaced, fixed, std::nullopt, pasteChord },
+    DeliveryCase { "writeChangesNothingSoPaste", [](auto& s) { s.field->writeBehaviour = Write::changesNothing; },
+        u"world"_qs, replace, replaced, fixed, std::nullopt, pasteChord },
+    DeliveryCase { "writeRefusedSoPaste", pasting(), u"world"_qs, replace, replaced, fixed, std::nullopt, pasteChord },
     DeliveryCase { "selectionCollapsesAfterWriteNoPaste",
-        [](auto& s) { s.field->writeBehaviour = simulated::SimElement::WriteBehaviour::collapsesSelection; },
-        u"world"_qs, replace, Kind::deliveryRejected, u"Hello , again"_qs, std::nullopt, noKeys },
-    DeliveryCase { "clipboardManagerRewritesWithin300ms",
-        [](auto& s) {
-            s.field->writeBehaviour = simulated::SimElement::WriteBehaviour::refuses;
-            s.desktop.onClipboardWrite = [&s](qint64) {
-                s.desktop.onClipboardWrite = nullptr;
-                timerSource().schedule(100ms, {}, [&s] { s.desktop.setString(u"manager's copy"_qs); });
-            };
-        },
+        [](auto& s) { s.field->writeBehaviour = Write::collapsesSelection; }, u"world"_qs, replace,
+        Kind::deliveryRejected, u"Hello , again"_qs, std::nullopt, noKeys },
+    DeliveryCase { "clipboardManagerRewritesWithin300ms", pasting([](auto& s) {
+                      s.desktop.onClipboardWrite = [&s](qint64) {
+                          s.desktop.onClipboardWrite = nullptr;
+                          timerSource().schedule(100ms, {}, [&s] { s.desktop.setString(u"manager's copy"_qs); });
+                      };
+                  }),
         u"world"_qs, replace, replaced, fixed, u"manager's copy"_qs, pasteChord },
-    DeliveryCase { "userSwitchesAppMidPaste",
-        [](auto& s) {
-            s.field->writeBehaviour = simulated::SimElement::WriteBehaviour::refuses;
-            s.desktop.addApplication(502, u"com.apple.mail"_qs, u"Mail"_qs);
-            s.desktop.onClipboardWrite = [&s](qint64) {
-                s.desktop.onClipboardWrite = nullptr;
-                s.desktop.bringToFront(502);
-            };
-        },
+    DeliveryCase { "userSwitchesAppMidPaste", pasting([](auto& s) {
+                      s.desktop.addApplication(502, u"com.apple.mail"_qs, u"Mail"_qs);
+                      s.desktop.onClipboardWrite = [&s](qint64) {
+                          s.desktop.onClipboardWrite = nullptr;
+                          s.desktop.bringToFront(502);
+                      };
+                  }),
         u"world"_qs, replace, Kind::deliveryRejected, original, std::nullopt, noKeys },
-    DeliveryCase { "pasteIgnored",
-        [](auto& s) {
-            s.field->writeBehaviour = simulated::SimElement::WriteBehaviour::refuses;
-            s.field->acceptsPaste = false;
-        },
-        u"world"_qs, replace, Kind::deliveryRejected, original, std::nullopt, pasteChord },
-    DeliveryCase { "clipboardWriteFails",
-        [](auto& s) {
-            s.field->writeBehaviour = simulated::SimElement::WriteBehaviour::refuses;
-            s.desktop.setStringFails = true;
-        },
-        u"world"_qs, replace, Kind::deliveryRejected, original, std::nullopt, noKeys },
-    DeliveryCase { "keyUpCannotBeMade",
-        [](auto& s) {
-            s.field->writeBehaviour = simulated::SimElement::WriteBehaviour::refuses;
-            s.desktop.keyUpCannotBeMade = true;
-        },
-        u"world"_qs, replace, Kind::deliveryRejected, original, std::nullopt, noKeys });
+    DeliveryCase { "pasteIgnored", pasting([](auto& s) { s.field->acceptsPaste = false; }), u"world"_qs, replace,
+        Kind::deliveryRejected, original, std::nullopt, pasteChord },
+    DeliveryCase { "clipboardWriteFails", pasting([](auto& s) { s.desktop.setStringFails = true; }), u"world"_qs,
+        replace, Kind::deliveryRejected, original, std::nullopt, noKeys },
+    DeliveryCase { "keyUpCannotBeMade", pasting([](auto& s) { s.desktop.keyUpCannotBeMade = true; }), u"world"_qs,
+        replace, Kind::deliveryRejected, original, std::nullopt, noKeys });
 
 TEST(GuardedDeliveryCursor, SmartInsertsAtTheCursorAndReplaceIsRefused)
 {
@@ -200,7 +190,7 @@ TEST(GuardedDeliveryText, CountsUtf16UnitsOutsideTheBasicPlane)
 {
     // "𝒜𝒷" is four UTF-16 units; the range after it must land exactly on "c".
     DeliveryScene s(u"x 𝒜𝒷c y"_qs, { 2, 5 });
-    s.field->writeBehaviour = simulated::SimElement::WriteBehaviour::refuses; // the paste path computes ranges
+    s.field->writeBehaviour = Write::refuses; // the paste path computes ranges
     EXPECT_EQ(s.deliver(u"ℬ😀"_qs, replace), words(replaced));
     EXPECT_EQ(s.field->value, u"x ℬ😀 y"_qs);
 }
