@@ -166,19 +166,6 @@ Task<int> sleeper(Duration duration)
 }
 } // namespace
 
-TEST(TaskRuntime, SleepFollowsTheInstalledClock)
-{
-    ManualTimerSource clock;
-    QString outcome;
-    spawnOutcome(sleeper(2s), &outcome);
-    drainEvents();
-    clock.advance(1999ms);
-    drainEvents();
-    EXPECT_TRUE(outcome.isEmpty());
-    clock.advance(1ms);
-    EXPECT_TRUE(runUntil([&] { return outcome == u"ok:1"_qs; }));
-}
-
 TEST(TaskRuntime, CancelledSleepEndsAtOnceAndReleasesItsTimer)
 {
     ManualTimerSource clock;
