@@ -216,7 +216,7 @@ TEST_F(AppModelHUD, CopyInTheWorkspaceSetsTheSentenceAndStays)
 
 TEST_F(AppModelHUD, DeliverWithoutASourceCopies)
 {
-    h.openHUDWithoutCapture();
+    model.presentQuickHUD(QuickHUDTrigger::globalHotKey); // capture finds nothing
     h.generate(u"Write"_qs)->finish(u"New text"_qs);
     ASSERT_TRUE(runUntil([&] { return model.quickHUDPhase() == review; }));
     model.deliver();

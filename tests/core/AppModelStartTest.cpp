@@ -244,7 +244,7 @@ TEST_F(AppModelStart, OpeningWithoutCaptureFallsBackAndExplainsMissingPermission
 {
     h.desktop.trusted = false;
     model.setObservedSnapshot(std::nullopt);
-    h.openHUDWithoutCapture();
+    model.presentQuickHUD(QuickHUDTrigger::globalHotKey); // capture finds nothing
     EXPECT_FALSE(model.snapshot());
     EXPECT_EQ(model.statusMessage(),
         u"Enable Accessibility to capture selected text or a writing cursor. You can still "
@@ -252,7 +252,7 @@ TEST_F(AppModelStart, OpeningWithoutCaptureFallsBackAndExplainsMissingPermission
 
     const auto observed = AppModelHarness::snapshot(u"seen"_qs);
     model.setObservedSnapshot(observed);
-    h.openHUDWithoutCapture();
+    model.presentQuickHUD(QuickHUDTrigger::globalHotKey); // capture finds nothing
     EXPECT_EQ(model.snapshot(), observed);
     EXPECT_FALSE(model.statusMessage());
 }

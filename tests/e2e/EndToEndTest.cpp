@@ -32,10 +32,8 @@ protected:
     // Nothing the user selected, asked for or got back reaches the log (the harness checks events).
     ~EndToEnd() override
     {
-        for (const auto& line : desktop.logLines) {
-            for (const char* text : { "libary", "library", "spelling" })
-                EXPECT_FALSE(line.message.contains(QLatin1String(text))) << line.message.toStdString();
-        }
+        for (const char* text : { "libary", "library", "spelling" })
+            EXPECT_EQ(desktop.logLines.filter(QString::fromLatin1(text)), QStringList());
     }
 
     // The panel takes the keyboard when it shows, as the real one does.

@@ -66,13 +66,6 @@ struct AppModelHarness {
         model->presentQuickHUD(QuickHUDTrigger::globalHotKey);
     }
 
-    // Opens the HUD where capture finds nothing at all.
-    void openHUDWithoutCapture()
-    {
-        selection.nextCapture.reset();
-        model->presentQuickHUD(QuickHUDTrigger::globalHotKey);
-    }
-
     // Types an instruction and generates; returns the provider's side of the new generation.
     std::shared_ptr<ScriptedProvider::Generation> generate(const QString& instruction = QStringLiteral("go"))
     {

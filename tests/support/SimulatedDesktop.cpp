@@ -117,8 +117,6 @@ void SimApplication::focus(const SimElementPtr& target)
 
 // ---- scenes ----
 
-SimulatedDesktop::SimulatedDesktop() = default;
-
 SimApplication& SimulatedDesktop::addApplication(std::int32_t processID, const QString& bundleIdentifier,
     std::optional<QString> name, std::optional<QString> bundleURL)
 {
@@ -134,11 +132,6 @@ SimApplication& SimulatedDesktop::addApplication(std::int32_t processID, const Q
     return stored;
 }
 
-SimApplication& SimulatedDesktop::application(std::int32_t processID)
-{
-    return applications_.at(processID);
-}
-
 SimElementPtr SimulatedDesktop::addText(
     const SimElementPtr& parent, const QString& role, const QString& value, TextRange selection)
 {
@@ -148,11 +141,6 @@ SimElementPtr SimulatedDesktop::addText(
     element->selection = selection;
     element->origin = QPointF(100, 200);
     return element;
-}
-
-void SimulatedDesktop::bringToFront(std::int32_t processID)
-{
-    frontmost_ = processID;
 }
 
 void SimulatedDesktop::removeApplication(std::int32_t processID)
@@ -490,11 +478,6 @@ std::unique_ptr<KeyChord> SimulatedDesktop::makePasteChord()
             focused->replaceSelection(*text);
         }
     });
-}
-
-void SimulatedDesktop::log(Level level, const QString& category, const QString& message)
-{
-    logLines.push_back({ level, category, message });
 }
 
 } // namespace brindlet::simulated

@@ -99,15 +99,13 @@ public:
     // The simulated clipboard's type for plain text.
     static inline const QString plainTextType = QStringLiteral("text/plain;charset=utf-8");
 
-    SimulatedDesktop();
-
     // ---- building scenes ----
     SimApplication& addApplication(std::int32_t processID, const QString& bundleIdentifier, std::optional<QString> name,
         std::optional<QString> bundleURL = std::nullopt);
-    SimApplication& application(std::int32_t processID);
+    SimApplication& application(std::int32_t processID) { return applications_.at(processID); }
     // A text element under parent, with value and selection (a cursor when length is 0).
     SimElementPtr addText(const SimElementPtr& parent, const QString& role, const QString& value, TextRange selection);
-    void bringToFront(std::int32_t processID);
+    void bringToFront(std::int32_t processID) { frontmost_ = processID; }
     void removeApplication(std::int32_t processID); // the process ends; handles stay, reads fail
     void addFile(const QString& path) { files_.insert(path); }
     // A process that exists but belongs to another user: alive, yet no running application.
@@ -132,12 +130,7 @@ public:
     int trustQueries = 0;
     QStringList postedKeyEvents; // "down pid=…" and "up pid=…"
     int accessibilitySettingsOpened = 0;
-    struct LogLine {
-        Level level;
-        QString category;
-        QString message;
-    };
-    std::vector<LogLine> logLines;
+    QStringList logLines; // the messages, in order
 
     // ---- AccessibilityServing ----
     bool isProcessTrusted() override;
@@ -178,7 +171,7 @@ public:
     std::uint64_t pressedMouseButtons() override { return mouseButtons; }
 
     // ---- SystemLogging ----
-    void log(Level level, const QString& category, const QString& message) override;
+    void log(Level, const QString&, const QString& message) override { logLines << message; }
 
     // The handle the platform would give for an element.
     static ElementHandle handle(const SimElementPtr& element);
